@@ -1,0 +1,48 @@
+# Thin wrapper around CMake.  `make check` is what CI runs.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+BUILD ?= build
+CMAKE_FLAGS ?=
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS := timecode_fuzz dpx_header_fuzz wildcard_fuzz path_fuzz xml_fuzz
+
+.PHONY: all build check asan demo fuzz bench format install clean
+
+all: build
+
+build:
+	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS)
+
+check: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+asan:
+	$(MAKE) check BUILD=build-asan CMAKE_FLAGS="-DLU_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug"
+
+demo: build
+	tools/dpx-timecode-patch/demo.sh $(BUILD)
+
+bench:
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DLU_BENCH=ON -DLU_TESTS=OFF
+	cmake --build build-bench -j $(JOBS)
+	for b in build-bench/bench/*_bench; do echo "== $$b"; $$b || exit 1; done
+
+fuzz:
+	cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DLU_FUZZ=ON -DLU_TESTS=OFF \
+	  -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined,fuzzer-no-link -fno-omit-frame-pointer"
+	cmake --build build-fuzz -j $(JOBS)
+	for t in $(FUZZ_TARGETS); do \
+	  mkdir -p build-fuzz/corpus/$$t; \
+	  echo "== $$t ($(FUZZ_SECONDS) s)"; \
+	  build-fuzz/fuzz/$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build-fuzz/corpus/$$t || exit 1; \
+	done
+
+install: build
+	cmake --install $(BUILD) $(if $(PREFIX),--prefix $(PREFIX),)
+
+format:
+	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build build-asan build-bench build-fuzz

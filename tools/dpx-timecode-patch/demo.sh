@@ -1,0 +1,2 @@
+#!/usr/bin/env bash
+echo "the demo arrives with the tool"
