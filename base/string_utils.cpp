@@ -12,6 +12,8 @@
 
 #include "base/string.h"
 
+#include "base/containers.h"
+
 namespace {
 
 char const kAlphaNumericSet[] =
@@ -645,6 +647,24 @@ bool CLuString::bGetNextToken(CLuString const& strSeparators,
     nConsumed++;
   ShortenAtBegin(nConsumed);
   return true;
+}
+
+void CLuString::SplitOffNumbers(CLuList<void>* poNumbers) {
+  CLuString str;
+  uint32_t i = 0;
+  while (i < m_nLength) {
+    uint32_t j = i;
+    while (j < m_nLength && !bIsDigit(m_pszData[j])) j++;
+    str.Append(m_pszData + i, j - i);
+    if (j >= m_nLength) break;
+    uint32_t nValue = 0;
+    while (j < m_nLength && bIsDigit(m_pszData[j]))
+      nValue = nValue * 10u + uint32_t(m_pszData[j++] - '0');  // wraps
+    if (poNumbers)
+      poNumbers->posAddTail(reinterpret_cast<void*>(uintptr_t(nValue)));
+    i = j;
+  }
+  *this = str;
 }
 
 // ---- replacing -------------------------------------------------------------
