@@ -241,7 +241,8 @@ void CLuFileFind::CacheAttributes() const {
 #if defined(__linux__) && defined(STATX_BTIME)
   // statx (Linux) is the only way to the birth time; where it is refused
   // (old kernels, sandboxes) the plain status query below takes over.
-  for (int iFlags : {0, AT_SYMLINK_NOFOLLOW}) {
+  static const int aiStatxFlags[] = {0, AT_SYMLINK_NOFOLLOW};
+  for (int iFlags : aiStatxFlags) {
     struct statx oStat;
     if (statx(fdFolder, pszName, iFlags,
               STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME |
@@ -258,7 +259,8 @@ void CLuFileFind::CacheAttributes() const {
     if (errno == ENOSYS || errno == EPERM) break;
   }
 #endif
-  for (int iFlags : {0, AT_SYMLINK_NOFOLLOW}) {
+  static const int aiStatFlags[] = {0, AT_SYMLINK_NOFOLLOW};
+  for (int iFlags : aiStatFlags) {
     struct stat oStat;
     if (fstatat(fdFolder, pszName, &oStat, iFlags) == 0) {
       m_bStatFollowed = iFlags == 0;

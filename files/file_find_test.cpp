@@ -125,7 +125,9 @@ TEST_F(FileFind, FoldersAndLinksAreToldApartByTheirTarget) {
     EXPECT_EQ(c.bIsDirectory, oFind.bIsDirectory());
     EXPECT_FALSE(oFind.bIsDots());
     EXPECT_FALSE(oFind.bIsNetworkNode());
-    if (c.i64Size != -2) EXPECT_EQ(c.i64Size, oFind.i64FileSize());
+    if (c.i64Size != -2) {
+      EXPECT_EQ(c.i64Size, oFind.i64FileSize());
+    }
     EXPECT_FALSE(oFind.bFindFile());
   }
 }

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <pwd.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -385,6 +386,7 @@ CLuString strLuCombinePath(CLuString const& strDrive,
   CLuString strResult;
   char* pszOut =
       strResult.pszGetBuffer(nDrive + nFolder + nName + nExtension + 3);
+  if (!pszOut) return strResult;  // no memory: empty
   uint32_t nOut = 0;
 
   char const* psz = strDrive.pszGetString();
@@ -550,7 +552,9 @@ bool bLuCopyFileNew(CLuString const& strSource, CLuString const& strDest,
   CLuString strTemp = strRawFolderOf(strDest);
   EnsureTrailingSlash(&strTemp);
   strTemp += ".lu-copy-XXXXXX";
-  int fdOut = mkostemp(strTemp.pszGetBuffer(strTemp.nGetLength()), O_CLOEXEC);
+  char* pszTemp = strTemp.pszGetBuffer(strTemp.nGetLength());
+  int fdOut = pszTemp ? mkostemp(pszTemp, O_CLOEXEC) : -1;
+  if (!pszTemp) errno = ENOMEM;
   strTemp.ReleaseBuffer();
   char* pbyBuffer = nullptr;
   bool bOk = fdOut >= 0;
@@ -632,6 +636,7 @@ bool bLuCreateFolderTree(CLuString const& strPath) {
   // Walk the path, ending it at each "/" in turn, so each folder is made
   // after its parent.
   char* psz = strPart.pszGetBuffer(strPart.nGetLength());
+  if (!psz) return false;
   uint32_t nLen = static_cast<uint32_t>(strlen(psz));
   for (uint32_t i = 1; i <= nLen; ++i) {
     if (i < nLen && psz[i] != '/') continue;
