@@ -154,7 +154,7 @@ TEST_F(FileFind, BigFolderWithLongHiddenListIsListedInOnePass) {
   const int nFrames = 20000;
   std::string strHidden;
   for (int i = 0; i < nFrames; ++i) {
-    char szName[32];
+    char szName[64];
     snprintf(szName, sizeof szName, "plate.%05d.dpx", i);
     Touch(szName);
     if (i % 2 == 0) {

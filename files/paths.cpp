@@ -47,8 +47,11 @@ CLuString strRawFolderOf(CLuString const& strPath) {
 
 // Both variants of strerror_r: the GNU one returns the text, the XSI one
 // fills the buffer and returns 0.
-char const* pszErrorText(char* pszResult, char const*) { return pszResult; }
-char const* pszErrorText(int iResult, char const* pszBuffer) {
+[[maybe_unused]] char const* pszErrorText(char* pszResult, char const*) {
+  return pszResult;
+}
+[[maybe_unused]] char const* pszErrorText(int iResult,
+                                          char const* pszBuffer) {
   return iResult == 0 ? pszBuffer : "Unknown error";
 }
 
