@@ -194,10 +194,9 @@ void CLuString::DoAppend(char const* psz, uint32_t n) {
     if (m_pszData[i] == '\0') break;
   }
   pszDest[i] = '\0';
-  m_nLength += i;
   // A source with an embedded NUL: the text ends there.
-  if (m_nLength && memchr(m_pszData, 0, m_nLength))
-    m_nLength = uint32_t(strlen(m_pszData));
+  if (i && memchr(pszDest, 0, i)) i = uint32_t(strlen(pszDest));
+  m_nLength += i;
 }
 
 CLuString& CLuString::operator=(CLuString const& str) {
