@@ -67,9 +67,9 @@ TEST_F(FileFind, HiddenNamesAreSkippedWhateverTheirCaseInDotHidden) {
   Touch("PLATE.0004.dpx");
   Touch("plate.0005.dpx");
   Touch(".hidden", "Plate.0003.DPX\r\nplate.0003.dpx\n\nplate.0005.dpx");
-  EXPECT_EQ((std::vector<std::string>{P("PLATE.0004.dpx"),
-                                      P("plate.0001.dpx")}),
-            Found(P("*plate*"), false));
+  EXPECT_EQ(
+      (std::vector<std::string>{P("PLATE.0004.dpx"), P("plate.0001.dpx")}),
+      Found(P("*plate*"), false));
   // With hidden entries included nothing is left out.
   EXPECT_EQ(5u, Found(P("*plate*"), true).size());
   CLuFileFind oFind(P(".plate.0002.dpx").c_str(), true);
