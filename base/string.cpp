@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -557,6 +558,12 @@ bool CLuString::bReadFromFile(CLuString strPath, bool bRawBytes) {
   strPath.ConvertPathToOSSpecific();
   FILE* pFile = fopen(strPath, bRawBytes ? "rb" : "rt");
   if (!pFile) return false;
+  // A folder opens on Linux but has no text: refuse it.
+  struct stat oStat;
+  if (fstat(fileno(pFile), &oStat) == 0 && S_ISDIR(oStat.st_mode)) {
+    fclose(pFile);
+    return false;
+  }
   bool bOk = true;
   if (fseek(pFile, 0, SEEK_END) == 0) {
     long const lSize = ftell(pFile);
@@ -621,6 +628,13 @@ CLuString operator+(CLuString const& str1, char const* psz) {
 
 CLuString operator+(char const* psz, CLuString const& str2) {
   CLuString str(psz);
+  str += str2;
+  return str;
+}
+
+CLuString operator+(char c, CLuString const& str2) {
+  CLuString str;
+  str += c;
   str += str2;
   return str;
 }

@@ -476,7 +476,7 @@ class CLuString {
   // Replaces the contents by the file's ("\" in the path becomes "/"). Text
   // mode (bRawBytes false) normalises line ends to LF; in both modes the
   // text stops at a NUL byte of the file. False (string unchanged) when the
-  // file cannot be opened or the memory is missing.
+  // file cannot be opened, is a folder, or the memory is missing.
   bool bReadFromFile(CLuString strPath, bool bRawBytes = false);
   // Writes the text to the file, replacing it ("wt", or "wb" with
   // bRawBytes); true only if every byte was written and the file closed.
@@ -488,6 +488,8 @@ class CLuString {
   friend CLuString operator+(CLuString const& str, char const* psz);
   friend CLuString operator+(char const* psz, CLuString const& str);
   friend CLuString operator+(CLuString const& str, char c);
+  // Without this, 'x' + str would silently do pointer arithmetic.
+  friend CLuString operator+(char c, CLuString const& str);
   // strcmp comparisons.
   friend bool operator==(CLuString const& str1, CLuString const& str2);
   friend bool operator==(CLuString const& str, char const* psz);

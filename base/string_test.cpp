@@ -108,6 +108,7 @@ TEST(StringOperators, CompareAndConcatenate) {
   EXPECT_TRUE(str < "abd");
   EXPECT_STREQ("abcdef!", (str + "def" + '!').pszGetString());
   EXPECT_STREQ("xabc", ("x" + str).pszGetString());
+  EXPECT_STREQ("-abc", ('-' + str).pszGetString());
   EXPECT_EQ('c', str.cGetAt(2));
   EXPECT_EQ('\0', str.cGetAt(3));
   CLuString const strCopy(str);
@@ -589,6 +590,7 @@ TEST_F(StringFile, EmptyFileGivesEmptyTextAndMissingFileFails) {
   EXPECT_TRUE(str.bIsEmpty());
   str = "old";
   EXPECT_FALSE(str.bReadFromFile((m_strDir + "/missing").c_str()));
+  EXPECT_FALSE(str.bReadFromFile(m_strDir.c_str()));  // a folder
   EXPECT_STREQ("old", str.pszGetString());
 }
 
