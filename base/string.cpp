@@ -2,6 +2,8 @@
 // conversion, searching, cutting, comparing, case and line ends, files.
 #include "base/string.h"
 
+#include "base/containers.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -19,57 +21,6 @@ char g_acNoBuffer[1] = {0};
 bool bIsInSet(char c, CLuString const& strSet) {
   return c != '\0' && strSet.iFind(c) >= 0;
 }
-
-// The run values of SplitOffNumbers without a list: a growable array of
-// numbers that iCompareEx can use before and without the containers.
-class CNumberRuns {
- public:
-  ~CNumberRuns() { delete[] m_pn; }
-  // Removes the digit runs from str, recording each run's value.
-  void Split(CLuString* pstr) {
-    CLuString strOut;
-    uint32_t const nLen = pstr->nGetLength();
-    char const* psz = pstr->pszGetString();
-    uint32_t i = 0;
-    while (i < nLen) {
-      uint32_t j = i;
-      while (j < nLen && (psz[j] < '0' || psz[j] > '9')) j++;
-      strOut.Append(psz + i, j - i);
-      if (j >= nLen) break;
-      uint32_t nValue = 0;
-      while (j < nLen && psz[j] >= '0' && psz[j] <= '9')
-        nValue = nValue * 10u + uint32_t(psz[j++] - '0');  // wraps
-      Add(nValue);
-      i = j;
-    }
-    *pstr = strOut;
-  }
-  uint32_t nCount() const { return m_nCount; }
-  uint32_t nAt(uint32_t i) const { return m_pn[i]; }
-  // True when every value could be recorded.
-  bool bComplete() const { return m_bComplete; }
-
- private:
-  void Add(uint32_t n) {
-    if (m_nCount == m_nCapacity) {
-      uint32_t const nNew = m_nCapacity ? m_nCapacity * 2 : 8;
-      uint32_t* pn = new uint32_t[nNew];
-      if (!pn) {
-        m_bComplete = false;
-        return;
-      }
-      if (m_nCount) memcpy(pn, m_pn, m_nCount * sizeof(uint32_t));
-      delete[] m_pn;
-      m_pn = pn;
-      m_nCapacity = nNew;
-    }
-    m_pn[m_nCount++] = n;
-  }
-  uint32_t* m_pn = nullptr;
-  uint32_t m_nCount = 0;
-  uint32_t m_nCapacity = 0;
-  bool m_bComplete = true;
-};
 
 // Step 2 of iCompareEx: the plain comparison.
 int32_t iPlainCompare(char const* psz1, char const* psz2, bool bCaseSensitive) {
@@ -486,15 +437,18 @@ int32_t CLuString::iCompareEx(CLuString const& strOther, EComparisonFn eFn,
   bool const bCaseSensitive = eFn == eCompareCaseSensitive;
   if (bSplitNumbers) {
     CLuString str1(*this), str2(strOther);
-    CNumberRuns oRuns1, oRuns2;
-    oRuns1.Split(&str1);
-    oRuns2.Split(&str2);
-    if (oRuns1.bComplete() && oRuns2.bComplete() &&
-        iPlainCompare(str1, str2, bCaseSensitive) == 0 &&
-        oRuns1.nCount() == oRuns2.nCount()) {
-      for (uint32_t i = 0; i < oRuns1.nCount(); i++)
-        if (oRuns1.nAt(i) != oRuns2.nAt(i))
-          return int32_t(oRuns1.nAt(i) - oRuns2.nAt(i));  // wraps
+    CLuList<void> oNumbers1, oNumbers2;
+    str1.SplitOffNumbers(&oNumbers1);
+    str2.SplitOffNumbers(&oNumbers2);
+    if (iPlainCompare(str1, str2, bCaseSensitive) == 0 &&
+        oNumbers1.nGetCount() == oNumbers2.nGetCount()) {
+      SLuPosition* pos1 = oNumbers1.posGetHead();
+      SLuPosition* pos2 = oNumbers2.posGetHead();
+      for (; pos1 && pos2; pos1 = pos1->poNext, pos2 = pos2->poNext) {
+        uint32_t const n1 = uint32_t(uintptr_t(pos1->poElement));
+        uint32_t const n2 = uint32_t(uintptr_t(pos2->poElement));
+        if (n1 != n2) return int32_t(n1 - n2);  // 32-bit, wraps
+      }
       return 0;
     }
   }

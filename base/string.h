@@ -389,7 +389,8 @@ class CLuString {
   bool bEnsureFileName() const;
   bool bEnsurePath() const;
   bool bEnsureCharacterSet(CLuString const& strSet) const;
-  // Replace every character outside the set by cReplacement.
+  // Replace every character outside the set by cReplacement; a
+  // replacement of 0 removes those characters instead.
   void EnforceAlphaNumeric(char cReplacement);
   void EnforceFileName(char cReplacement);
   void EnforcePath(char cReplacement);
