@@ -153,70 +153,80 @@ CLuHeap* poLuGlobalHeap() {
 
 // ------------------------------------------------------ global operators
 // Every form may return null (see base/heap.h); every release is free.
+// They are never inlined, not even into this file: a memory checker that
+// puts its own operators in their place (valgrind does so for every
+// exported allocator) must see every allocation and release go through the
+// same pair, or it reports a mismatch.
+#define LU_OPERATOR __attribute__((noinline))
 
-void* operator new(std::size_t nSize) {
+LU_OPERATOR void* operator new(std::size_t nSize) {
   return pAllocate(nSize);
 }
-void* operator new[](std::size_t nSize) {
+LU_OPERATOR void* operator new[](std::size_t nSize) {
   return pAllocate(nSize);
 }
-void* operator new(std::size_t nSize, std::nothrow_t const&) noexcept {
+LU_OPERATOR void* operator new(std::size_t nSize,
+                               std::nothrow_t const&) noexcept {
   return pAllocate(nSize);
 }
-void* operator new[](std::size_t nSize, std::nothrow_t const&) noexcept {
+LU_OPERATOR void* operator new[](std::size_t nSize,
+                                 std::nothrow_t const&) noexcept {
   return pAllocate(nSize);
 }
-void* operator new(std::size_t nSize, std::align_val_t eAlignment) {
+LU_OPERATOR void* operator new(std::size_t nSize, std::align_val_t eAlignment) {
   return pAllocateAligned(nSize, eAlignment);
 }
-void* operator new[](std::size_t nSize, std::align_val_t eAlignment) {
+LU_OPERATOR void* operator new[](std::size_t nSize,
+                                 std::align_val_t eAlignment) {
   return pAllocateAligned(nSize, eAlignment);
 }
-void* operator new(std::size_t nSize, std::align_val_t eAlignment,
-                   std::nothrow_t const&) noexcept {
+LU_OPERATOR void* operator new(std::size_t nSize, std::align_val_t eAlignment,
+                               std::nothrow_t const&) noexcept {
   return pAllocateAligned(nSize, eAlignment);
 }
-void* operator new[](std::size_t nSize, std::align_val_t eAlignment,
-                     std::nothrow_t const&) noexcept {
+LU_OPERATOR void* operator new[](std::size_t nSize, std::align_val_t eAlignment,
+                                 std::nothrow_t const&) noexcept {
   return pAllocateAligned(nSize, eAlignment);
 }
 
-void operator delete(void* p) noexcept {
+LU_OPERATOR void operator delete(void* p) noexcept {
   free(p);
 }
-void operator delete[](void* p) noexcept {
+LU_OPERATOR void operator delete[](void* p) noexcept {
   free(p);
 }
-void operator delete(void* p, std::size_t) noexcept {
+LU_OPERATOR void operator delete(void* p, std::size_t) noexcept {
   free(p);
 }
-void operator delete[](void* p, std::size_t) noexcept {
+LU_OPERATOR void operator delete[](void* p, std::size_t) noexcept {
   free(p);
 }
-void operator delete(void* p, std::nothrow_t const&) noexcept {
+LU_OPERATOR void operator delete(void* p, std::nothrow_t const&) noexcept {
   free(p);
 }
-void operator delete[](void* p, std::nothrow_t const&) noexcept {
+LU_OPERATOR void operator delete[](void* p, std::nothrow_t const&) noexcept {
   free(p);
 }
-void operator delete(void* p, std::align_val_t) noexcept {
+LU_OPERATOR void operator delete(void* p, std::align_val_t) noexcept {
   free(p);
 }
-void operator delete[](void* p, std::align_val_t) noexcept {
+LU_OPERATOR void operator delete[](void* p, std::align_val_t) noexcept {
   free(p);
 }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
+LU_OPERATOR void operator delete(void* p, std::size_t,
+                                 std::align_val_t) noexcept {
   free(p);
 }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept {
+LU_OPERATOR void operator delete[](void* p, std::size_t,
+                                   std::align_val_t) noexcept {
   free(p);
 }
-void operator delete(void* p, std::align_val_t,
-                     std::nothrow_t const&) noexcept {
+LU_OPERATOR void operator delete(void* p, std::align_val_t,
+                                 std::nothrow_t const&) noexcept {
   free(p);
 }
-void operator delete[](void* p, std::align_val_t,
-                       std::nothrow_t const&) noexcept {
+LU_OPERATOR void operator delete[](void* p, std::align_val_t,
+                                   std::nothrow_t const&) noexcept {
   free(p);
 }
 

@@ -22,10 +22,28 @@ uint32_t nLocksTaken() {
   return g_oLuHeapTestSeam.nLocksTaken.load();
 }
 
-// Every failure path lowers the global heap's allocation limit to what the
-// process holds; each test that takes that path puts it back.
+// True when the global operators of base/heap.cpp are the ones in effect:
+// a memory checker such as valgrind puts its own in their place, and then
+// the seam cannot make them fail (the heap's retry path is still tested
+// through pInternalAlloc below).
+bool bOperatorsAreOurs() {
+  FailNextAllocations(1);
+  void* p = ::operator new(16);
+  bool bOurs = g_oLuHeapTestSeam.nFailuresLeft.load() == 0;
+  FailNextAllocations(0);
+  ::operator delete(p);
+  return bOurs;
+}
+
+// Tests of the global operators' failure path. Every failure path lowers
+// the global heap's allocation limit to what the process holds; TearDown
+// puts it back.
 class LuHeapFailure : public testing::Test {
  protected:
+  void SetUp() override {
+    if (!bOperatorsAreOurs())
+      GTEST_SKIP() << "global operators replaced by a memory checker";
+  }
   void TearDown() override {
     FailNextAllocations(0);
     poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);
@@ -122,13 +140,21 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
   struct {
     char const* pszForm;
     void* (*pfnAllocate)();
+    void (*pfnRelease)(void*);
   } const aForms[] = {
-      {"scalar", [] { return ::operator new(64); }},
-      {"array", [] { return ::operator new[](64); }},
-      {"nothrow", [] { return ::operator new(64, std::nothrow); }},
-      {"aligned", [] { return ::operator new[](64, std::align_val_t(256)); }},
+      {"scalar", [] { return ::operator new(64); },
+       [](void* p) { ::operator delete(p); }},
+      {"array", [] { return ::operator new[](64); },
+       [](void* p) { ::operator delete[](p, size_t(64)); }},
+      {"nothrow", [] { return ::operator new(64, std::nothrow); },
+       [](void* p) { ::operator delete(p, std::nothrow); }},
+      {"aligned", [] { return ::operator new[](64, std::align_val_t(256)); },
+       [](void* p) { ::operator delete[](p, std::align_val_t(256)); }},
       {"aligned nothrow",
-       [] { return ::operator new(64, std::align_val_t(32), std::nothrow); }},
+       [] { return ::operator new(64, std::align_val_t(32), std::nothrow); },
+       [](void* p) {
+         ::operator delete(p, std::align_val_t(32), std::nothrow);
+       }},
   };
   for (auto const& oForm : aForms) {
     for (uint32_t nFailures = 1; nFailures <= 7; ++nFailures) {
@@ -139,7 +165,7 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
       uint32_t nLeft = g_oLuHeapTestSeam.nFailuresLeft.load();
       EXPECT_EQ(nFailures >= 6, p == nullptr);
       EXPECT_EQ(nFailures > 6 ? nFailures - 6 : 0, nLeft);
-      free(p);
+      oForm.pfnRelease(p);
     }
   }
 }
@@ -151,6 +177,7 @@ TEST_F(LuHeapFailure, NullFromNewRunsNoConstructor) {
   FailNextAllocations(0);
   EXPECT_EQ(nullptr, po);
   EXPECT_EQ(0, SConstructed::s_iConstructed);
+  delete po;
 }
 
 TEST_F(LuHeapFailure, RetryTakesWhatTheProcessHoldsAsTheLimit) {
@@ -161,6 +188,36 @@ TEST_F(LuHeapFailure, RetryTakesWhatTheProcessHoldsAsTheLimit) {
   EXPECT_LT(poLuGlobalHeap()->nGetAllocationLimit(), 0xFFFFFFFFu);
   EXPECT_LE(poLuGlobalHeap()->nGetBlockBudget(),
             poLuGlobalHeap()->nGetAllocationLimit());
+}
+
+// The retry loop itself: one first try unless skipped, then five rounds of
+// trimming and trying again. Runs under any memory checker.
+TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
+  struct {
+    bool bSkipFirstTry;
+    size_t nAlignment;  // 0: pInternalAlloc
+    uint32_t nFailures;
+    bool bNull;
+  } const aCases[] = {
+      {false, 0, 0, false}, {false, 0, 5, false},    {false, 0, 6, true},
+      {true, 0, 4, false},  {true, 0, 5, true},      {true, 64, 4, false},
+      {true, 64, 5, true},  {false, 4096, 5, false},
+  };
+  CLuHeap oHeap;
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(testing::Message() << c.bSkipFirstTry << " " << c.nAlignment
+                                    << " " << c.nFailures);
+    FailNextAllocations(c.nFailures);
+    void* p = c.nAlignment ? oHeap.pInternalAllocAligned(100, c.nAlignment,
+                                                         c.bSkipFirstTry)
+                           : oHeap.pInternalAlloc(100, c.bSkipFirstTry);
+    FailNextAllocations(0);
+    EXPECT_EQ(c.bNull, p == nullptr);
+    if (c.nAlignment) {
+      EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % c.nAlignment);
+    }
+    free(p);
+  }
 }
 
 // ------------------------------------------------------------ block cache
