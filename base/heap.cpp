@@ -6,6 +6,10 @@
 #include <cstring>
 #include <new>
 
+// Called through the global offset table directly: the normal allocation
+// path is one call of the system allocator and nothing else.
+extern "C" void free(void*) noexcept __attribute__((noplt));
+
 // The one include from outside base/: the heap's lock is the framework's
 // recursive CLuMutex, which never allocates. The header keeps only raw
 // storage for it (see base/heap.h).
@@ -42,15 +46,23 @@ __attribute__((noinline, cold)) bool bSimulatedFailure() {
   return true;
 }
 
-// The system allocator as the heap sees it. The seam test is the only cost
-// over a bare malloc: one load and one branch predicted not taken.
-inline __attribute__((always_inline)) void* pSystemAlloc(size_t nSize) {
-  if (__builtin_expect(
-          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
-          0) &&
-      bSimulatedFailure())
-    return nullptr;
+// malloc itself, or pSeamMalloc while the test seam is armed. A call
+// through this pointer costs what a call of malloc through the procedure
+// linkage table costs (one indirect jump), so the seam adds no branch to
+// the normal path. Constant-initialised: valid before any constructor.
+std::atomic<void* (*)(size_t)> s_pfnSystemMalloc{malloc};
+
+// The test seam's stand-in for malloc: fails while simulated failures are
+// pending, then puts malloc back.
+void* pSeamMalloc(size_t nSize) {
+  if (bSimulatedFailure()) return nullptr;
+  s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
   return malloc(nSize);
+}
+
+// The system allocator as the heap and the plain operators see it.
+inline __attribute__((always_inline)) void* pSystemAlloc(size_t nSize) {
+  return s_pfnSystemMalloc.load(std::memory_order_relaxed)(nSize);
 }
 
 // Aligned system allocation, released with free like malloc's. The
@@ -149,6 +161,11 @@ inline void* pAllocateAligned(size_t nSize, std::align_val_t eAlignment) {
 
 CLuHeap* poLuGlobalHeap() {
   return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
+}
+
+void LuSimulateAllocationFailures(uint32_t nFailures) {
+  g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
+  s_pfnSystemMalloc.store(nFailures ? pSeamMalloc : malloc);
 }
 
 // ------------------------------------------------------ global operators

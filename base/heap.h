@@ -261,12 +261,18 @@ class CLuHeap {
 CLuHeap* poLuGlobalHeap();
 
 // Test seam of the system allocator behind the global operators and
-// CLuHeap. Production code never writes it; the normal allocation path pays
-// one predictable branch for it (a relaxed load of nFailuresLeft).
+// CLuHeap: the next nFailures calls of malloc or posix_memalign (from the
+// operators or a heap) fail instead. 0 disarms it. Production code never
+// calls this; the plain operators reach malloc through a pointer that this
+// switches, so the seam adds no branch to their normal path (the aligned
+// forms pay one predictable branch). Not meant to race with allocations on
+// other threads.
+void LuSimulateAllocationFailures(uint32_t nFailures);
+
+// What the seam observed; written by the heap, read by tests.
 struct SLuHeapTestSeam {
-  // While above 0, each call of the system allocator (malloc or
-  // posix_memalign, from the operators or a heap) fails instead and
-  // counts this down by one.
+  // Simulated failures still to come (set by LuSimulateAllocationFailures,
+  // counted down by each failed call).
   std::atomic<uint32_t> nFailuresLeft;
   // Times any CLuHeap took its mutex, counted on the locked paths only.
   std::atomic<uint32_t> nLocksTaken;

@@ -13,11 +13,6 @@
 
 namespace {
 
-// Makes the next nFailures calls of the system allocator fail.
-void FailNextAllocations(uint32_t nFailures) {
-  g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
-}
-
 uint32_t nLocksTaken() {
   return g_oLuHeapTestSeam.nLocksTaken.load();
 }
@@ -27,10 +22,10 @@ uint32_t nLocksTaken() {
 // the seam cannot make them fail (the heap's retry path is still tested
 // through pInternalAlloc below).
 bool bOperatorsAreOurs() {
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(16);
   bool bOurs = g_oLuHeapTestSeam.nFailuresLeft.load() == 0;
-  FailNextAllocations(0);
+  LuSimulateAllocationFailures(0);
   ::operator delete(p);
   return bOurs;
 }
@@ -45,7 +40,7 @@ class LuHeapFailure : public testing::Test {
       GTEST_SKIP() << "global operators replaced by a memory checker";
   }
   void TearDown() override {
-    FailNextAllocations(0);
+    LuSimulateAllocationFailures(0);
     poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);
     poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
   }
@@ -119,7 +114,7 @@ TEST_F(LuHeapFailure, SuccessfulAllocationsNeverTakeTheMutex) {
 
 TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
   uint32_t nBefore = nLocksTaken();
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(100);
   EXPECT_NE(nullptr, p);
   EXPECT_EQ(0u, g_oLuHeapTestSeam.nFailuresLeft.load());
@@ -128,7 +123,7 @@ TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
 
   // A second failure happens inside the retry loop, with the mutex held;
   // afterwards the mutex is free again.
-  FailNextAllocations(2);
+  LuSimulateAllocationFailures(2);
   p = ::operator new[](100);
   EXPECT_NE(nullptr, p);
   EXPECT_EQ(1u, g_oLuHeapTestSeam.nLockCountAtFailure.load());
@@ -160,7 +155,7 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
     for (uint32_t nFailures = 1; nFailures <= 7; ++nFailures) {
       SCOPED_TRACE(std::string(oForm.pszForm) + ", failures " +
                    std::to_string(nFailures));
-      FailNextAllocations(nFailures);
+      LuSimulateAllocationFailures(nFailures);
       void* p = oForm.pfnAllocate();
       uint32_t nLeft = g_oLuHeapTestSeam.nFailuresLeft.load();
       EXPECT_EQ(nFailures >= 6, p == nullptr);
@@ -172,16 +167,16 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
 
 TEST_F(LuHeapFailure, NullFromNewRunsNoConstructor) {
   SConstructed::s_iConstructed = 0;
-  FailNextAllocations(6);
+  LuSimulateAllocationFailures(6);
   SConstructed* po = new SConstructed;
-  FailNextAllocations(0);
+  LuSimulateAllocationFailures(0);
   EXPECT_EQ(nullptr, po);
   EXPECT_EQ(0, SConstructed::s_iConstructed);
   delete po;
 }
 
 TEST_F(LuHeapFailure, RetryTakesWhatTheProcessHoldsAsTheLimit) {
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(10);
   ASSERT_NE(nullptr, p);
   ::operator delete(p);
@@ -207,11 +202,11 @@ TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
   for (auto const& c : aCases) {
     SCOPED_TRACE(testing::Message() << c.bSkipFirstTry << " " << c.nAlignment
                                     << " " << c.nFailures);
-    FailNextAllocations(c.nFailures);
+    LuSimulateAllocationFailures(c.nFailures);
     void* p = c.nAlignment ? oHeap.pInternalAllocAligned(100, c.nAlignment,
                                                          c.bSkipFirstTry)
                            : oHeap.pInternalAlloc(100, c.bSkipFirstTry);
-    FailNextAllocations(0);
+    LuSimulateAllocationFailures(0);
     EXPECT_EQ(c.bNull, p == nullptr);
     if (c.nAlignment) {
       EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % c.nAlignment);
