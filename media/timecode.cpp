@@ -516,10 +516,21 @@ CLuTimeCode CLuTimeCode::tcFromString(CLuString const& strText, double dFps,
 }
 
 CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
-  CLuString str;
-  str.Format("%s%02i:%02i:%02i:%02i", bNegative ? "-" : "",
-             static_cast<int>(nHours), static_cast<int>(nMinutes),
-             static_cast<int>(nSeconds), static_cast<int>(nFrames));
+  // The text of "%02i:%02i:%02i:%02i" (a field above 99 gets three digits),
+  // written by hand: formatting goes through a 1 KiB buffer per call, and
+  // this runs once for every frame a tool reports.
+  char szText[20];
+  char* psz = szText;
+  if (bNegative) *psz++ = '-';
+  uint8_t const anFields[4] = {nHours, nMinutes, nSeconds, nFrames};
+  for (int i = 0; i < 4; ++i) {
+    if (i > 0) *psz++ = ':';
+    if (anFields[i] >= 100) *psz++ = static_cast<char>('0' + anFields[i] / 100);
+    *psz++ = static_cast<char>('0' + anFields[i] / 10 % 10);
+    *psz++ = static_cast<char>('0' + anFields[i] % 10);
+  }
+  *psz = 0;
+  CLuString str(szText);
   if (eFormat == eFormatPlain || !bHasRate(dFps)) return str;
   str += " (";
   str += CLuString::strFromNumber(dFps, 15, false);
