@@ -13,8 +13,10 @@
 // Linux mapping of the descriptor's no-caching switch: uncached mode is the
 // O_DIRECT open flag, given to the open call itself, so switching costs no
 // extra system call; cached mode is a plain descriptor, so it costs nothing.
-// A file system that refuses O_DIRECT (tmpfs answers EINVAL) makes the
-// uncached open fail, and bOpen then falls back to a cached descriptor.
+// A file system that refuses O_DIRECT (procfs; tmpfs before Linux 6.6: both
+// answer EINVAL) makes the uncached open fail, and bOpen then falls back to a
+// cached descriptor. No posix_fadvise is issued: O_DIRECT reads bypass the
+// cache already, and cached mode must stay free of extra calls.
 
 #include <cstdint>
 #include <cstdio>
