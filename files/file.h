@@ -113,6 +113,15 @@ class CLuFile : public CLuByteSink {
   // The block size of every file; no device query is made.
   static constexpr uint32_t kHDBlockSize = 8192;
 
+  // The enumerators are reachable through the class as well.
+  static constexpr ELuFileAccess eAccessRead = ::eAccessRead;
+  static constexpr ELuFileAccess eAccessReadWrite = ::eAccessReadWrite;
+  static constexpr ELuFileCreate eOpenExisting = ::eOpenExisting;
+  static constexpr ELuFileCreate eCreateAlways = ::eCreateAlways;
+  static constexpr ELuSeekMode eSeekBegin = ::eSeekBegin;
+  static constexpr ELuSeekMode eSeekCurrent = ::eSeekCurrent;
+  static constexpr ELuSeekMode eSeekEnd = ::eSeekEnd;
+
   // Switches uncached reads on for the whole process (bOpen reads it). On by
   // default, so a caller that asks for direct I/O gets it.
   static bool m_bDirectIOEnabled;
