@@ -42,12 +42,12 @@ class Time : public ::testing::Test {
 
 // Seconds counts computed independently of this code (days since 1970 by
 // hand, cross-checked with the system's date tool).
-constexpr long k20080301Noon = 1204372800L;      // Sat 2008-03-01 12:00 UTC
-constexpr long k20080301 = 1204329600L;          // Sat 2008-03-01 00:00 UTC
-constexpr long k20080105 = 1199491200L;          // Sat 2008-01-05 00:00 UTC
-constexpr long k20081231Last = 1230767999L;      // Wed 2008-12-31 23:59:59
-constexpr long k20090704 = 1246687628L;          // Sat 2009-07-04 06:07:08
-constexpr long k2038Past32Bit = 2147483648L;     // Tue 2038-01-19 03:14:08
+constexpr long k20080301Noon = 1204372800L;   // Sat 2008-03-01 12:00 UTC
+constexpr long k20080301 = 1204329600L;       // Sat 2008-03-01 00:00 UTC
+constexpr long k20080105 = 1199491200L;       // Sat 2008-01-05 00:00 UTC
+constexpr long k20081231Last = 1230767999L;   // Wed 2008-12-31 23:59:59
+constexpr long k20090704 = 1246687628L;       // Sat 2009-07-04 06:07:08
+constexpr long k2038Past32Bit = 2147483648L;  // Tue 2038-01-19 03:14:08
 
 TEST_F(Time, InvalidValuePrintsInvalidEverywhereAndHasDefaultFields) {
   CLuTime const tim(-1L);
@@ -124,8 +124,8 @@ TEST_F(Time, LocalFieldsWeekdayDayOfYearAndQuarter) {
 
 TEST_F(Time, MonthNamesAndInvalidMonth) {
   char const* const apszNames[] = {
-      "Invalid Month", "January", "February", "March",     "April",
-      "May",           "June",    "July",     "August",    "September",
+      "Invalid Month", "January",  "February", "March",        "April",
+      "May",           "June",     "July",     "August",       "September",
       "October",       "November", "December", "Invalid Month"};
   for (unsigned int n = 0; n <= 13; ++n) {
     SCOPED_TRACE(n);
@@ -179,6 +179,12 @@ TEST_F(Time, SettersReplaceOneFieldAndNormalise) {
     EXPECT_EQ(tim.iGetSeconds(), iResult);
     EXPECT_STREQ(c.pszExpected, tim.strAsGMTString().pszGetString());
   }
+  // The invalid value is broken down like any other count: one second
+  // before 1970.
+  CLuTime timInvalidSet(-1L);
+  timInvalidSet.SetYear(2000);
+  EXPECT_STREQ("2000-12-31 23:59:59",
+               timInvalidSet.strAsGMTString().pszGetString());
   // 29 February in a year without it becomes 1 March.
   CLuTime timLeap(CLuTime(2008, 2, 29));
   timLeap.SetYear(2009);
@@ -258,8 +264,7 @@ TEST_F(Time, GMTParserRangeChecksAndSeparators) {
   EXPECT_EQ(3599L, CLuTime::timFromGMTString(CLuString("1970-01-01 00:59:59"))
                        .iGetSeconds());
   CLuTime const timSummer(k20090704);
-  EXPECT_EQ(timSummer,
-            CLuTime::timFromGMTString(timSummer.strAsGMTString()));
+  EXPECT_EQ(timSummer, CLuTime::timFromGMTString(timSummer.strAsGMTString()));
 }
 
 TEST_F(Time, CurrentTimeIsNow) {
