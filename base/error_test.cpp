@@ -6,9 +6,9 @@
 
 namespace {
 
-// Top (Information, no text, id "A") holds a Warning "Write failed", which
-// holds an Error "Disk full" placed in /tmp/x.dpx at line 12, column 5 (id
-// "B"). Ownership passes down the constructors.
+// Information (no text, id "A") over a Warning "Write failed" over an Error
+// "Disk full" at /tmp/x.dpx line 12, column 5 (id "B"); each constructor
+// takes ownership of the error below it.
 CLuError* poNewChain() {
   CLuError* poLeaf =
       new CLuError("Disk full", "/tmp/x.dpx", 12, 5, eError, "B");
@@ -16,149 +16,97 @@ CLuError* poNewChain() {
   return new CLuError(poMid, "", eInformation, "A");
 }
 
-// The chain's plain text, written out by hand: each level indents its whole
-// result, so the leaf (rendered at indent 4) ends up 6 columns in.
+// Written out by hand: every level indents its whole result, so the leaf,
+// rendered at indent 4, ends up 4 + 2 columns in.
 char const* const kChainPlain =
-    "Errors were reported.\n"
-    "See details below:\n"
-    "  Error\n"
-    "  Write failed\n"
-    "      Error\n"
-    "      Disk full\n"
-    "      File: /tmp/x.dpx\n"
+    "Errors were reported.\nSee details below:\n"
+    "  Error\n  Write failed\n"
+    "      Error\n      Disk full\n      File: /tmp/x.dpx\n"
     "      Line: 12Column: 5\n"
     "\n\n\n\n\n\n";
-
 char const* const kChainHTML =
-    "<H1>Errors were reported.</H1>"
-    "<H1>See details below:</H1>"
-    "<blockquote>"
-    "<H1>Error Write failed</H1>"
-    "<blockquote>"
-    "<H1>Error Disk full</H1>"
+    "<H1>Errors were reported.</H1><H1>See details below:</H1><blockquote>"
+    "<H1>Error Write failed</H1><blockquote><H1>Error Disk full</H1>"
     "<p>File: <a href=\"/tmp/x.dpx\">/tmp/x.dpx</a>"
-    "<br>Line: <b>12</b>Column: <b>5</b></p>"
-    "</blockquote>"
-    "</blockquote>";
+    "<br>Line: <b>12</b>Column: <b>5</b></p></blockquote></blockquote>";
 
 TEST(Error, ChainRendersAsPlainTextAndHTML) {
   std::unique_ptr<CLuError> poTop(poNewChain());
   EXPECT_STREQ(kChainPlain, poTop->strAsPlainText(0, false).pszGetString());
   EXPECT_STREQ(kChainHTML, poTop->strAsFormattedText(false).pszGetString());
-  // Nested renderings leave out the "See details below:" line. At indent 2
-  // the leaf is rendered at 6 and indented again by 4 and 2: 12 columns.
+  // Nested: no "See details below:". At indent 2 the leaf is rendered at 6
+  // and indented again by 4 and by 2.
   EXPECT_STREQ(
       "  Errors were reported.\n"
-      "      Error\n"
-      "      Write failed\n"
-      "            Error\n"
-      "            Disk full\n"
-      "            File: /tmp/x.dpx\n"
-      "            Line: 12Column: 5\n"
+      "      Error\n      Write failed\n"
+      "            Error\n            Disk full\n"
+      "            File: /tmp/x.dpx\n            Line: 12Column: 5\n"
       "\n\n\n\n\n\n",
       poTop->strAsPlainText(2, true).pszGetString());
-  CLuString strNestedHTML = kChainHTML;
-  ASSERT_TRUE(strNestedHTML.bReplaceFirst("<H1>See details below:</H1>", ""));
-  EXPECT_STREQ(strNestedHTML.pszGetString(),
+  CLuString strNested = kChainHTML;
+  ASSERT_TRUE(strNested.bReplaceFirst("<H1>See details below:</H1>", ""));
+  EXPECT_STREQ(strNested.pszGetString(),
                poTop->strAsFormattedText(true).pszGetString());
+  // The chain is as severe as its worst member; identifiers concatenate.
+  EXPECT_EQ(eError, poTop->eSeverity());
+  EXPECT_STREQ("_A_B", poTop->strWarningID().pszGetString());
 }
 
-TEST(Error, SingleErrorPlainText) {
+TEST(Error, SingleErrorRenderings) {
   struct Case {
-    char const* pszWhat;
     CLuError oError;
     uint32_t nIndent;
-    char const* pszExpected;
+    char const* pszPlain;
+    char const* pszHTML;
   };
   Case const aCases[] = {
-      {"message", CLuError("Failed to open file: x", eError, ""), 0,
-       "Error\nFailed to open file: x\n\n\n"},
-      {"text already ends with a line feed", CLuError("Bad\n", eWarning, ""), 0,
-       "Warning\nBad\n\n\n"},
-      {"no text, no sub-errors", CLuError("", eWarning, ""), 0,
-       "Warning were reported.\n\n\n"},
-      {"line without column", CLuError("T", "f", 7, 0, eError, ""), 0,
-       "Error\nT\nFile: f\nLine: 7\n\n\n"},
-      {"column without line", CLuError("T", "f", 0, 3, eError, ""), 0,
-       "Error\nT\nFile: fColumn: 3\n\n\n"},
-      {"line and column need a file", CLuError("T", "", 5, 6, eError, ""), 0,
-       "Error\nT\n\n\n"},
-      {"information", CLuError("T", eInformation, ""), 0,
-       "Information\nT\n\n\n"},
-      {"internal", CLuError("T", eInternalUnexpectedError, ""), 0,
-       "Internal Unexpected Error\nT\n\n\n"},
-      {"beyond the last severity",
-       CLuError("T", static_cast<ELuErrorSeverity>(7), ""), 0,
-       "Internal Unexpected Error\nT\n\n\n"},
-      {"indented, empty lines stay empty", CLuError("a\n\nb", eError, ""), 3,
-       "   Error\n   a\n\n   b\n\n\n"},
-  };
-  for (Case const& c : aCases) {
-    SCOPED_TRACE(c.pszWhat);
-    EXPECT_STREQ(c.pszExpected,
-                 c.oError.strAsPlainText(c.nIndent, false).pszGetString());
-  }
-}
-
-TEST(Error, SingleErrorHTML) {
-  struct Case {
-    char const* pszWhat;
-    CLuError oError;
-    char const* pszExpected;
-  };
-  Case const aCases[] = {
-      {"escaped in that order", CLuError("a<b & c>", eError, ""),
-       "<H1>Error a&lt;b &amp; c&gt;</H1>"},
-      {"an entity is escaped once", CLuError("&lt;", eError, ""),
-       "<H1>Error &amp;lt;</H1>"},
-      {"no text, no sub-errors", CLuError("", eWarning, ""),
+      {CLuError("Failed to open file: x", eError, ""), 0,
+       "Error\nFailed to open file: x\n\n\n",
+       "<H1>Error Failed to open file: x</H1>"},
+      {CLuError("Bad\n", eWarning, ""), 0, "Warning\nBad\n\n\n",
+       "<H1>Warning</H1><p>Bad</p>\n"},
+      {CLuError("", eWarning, ""), 0, "Warning were reported.\n\n\n",
        "<H1>Warning were reported.</H1>"},
-      {"several lines become paragraphs",
-       CLuError("line <1>\nline 2", eError, ""),
-       "<H1>Error</H1><p>line &lt;1&gt;</p>\n<p>line 2</p>\n"},
-      {"line without column", CLuError("T", "f", 7, 0, eError, ""),
+      {CLuError("a<b & c>", eInformation, ""), 0, "Information\na<b & c>\n\n\n",
+       "<H1>Information a&lt;b &amp; c&gt;</H1>"},
+      {CLuError("&lt;", eInternalUnexpectedError, ""), 0,
+       "Internal Unexpected Error\n&lt;\n\n\n",
+       "<H1>Internal Unexpected Error &amp;lt;</H1>"},
+      {CLuError("T", static_cast<ELuErrorSeverity>(7), ""), 0,
+       "Internal Unexpected Error\nT\n\n\n",
+       "<H1>Internal Unexpected Error T</H1>"},
+      {CLuError("T", "f", 7, 0, eError, ""), 0,
+       "Error\nT\nFile: f\nLine: 7\n\n\n",
        "<H1>Error T</H1><p>File: <a href=\"f\">f</a><br>Line: <b>7</b></p>"},
-      {"column without line", CLuError("T", "f", 0, 3, eError, ""),
+      {CLuError("T", "f", 0, 3, eError, ""), 0,
+       "Error\nT\nFile: fColumn: 3\n\n\n",
        "<H1>Error T</H1><p>File: <a href=\"f\">f</a>Column: <b>3</b></p>"},
+      {CLuError(nullptr, "T", "", 5, 6, eError, ""), 0, "Error\nT\n\n\n",
+       "<H1>Error T</H1>"},
+      {CLuError("a <1>\n\nb", eError, ""), 3,
+       "   Error\n   a <1>\n\n   b\n\n\n",
+       "<H1>Error</H1><p>a &lt;1&gt;</p>\n<p>b</p>\n"},
   };
   for (Case const& c : aCases) {
-    SCOPED_TRACE(c.pszWhat);
-    EXPECT_STREQ(c.pszExpected,
-                 c.oError.strAsFormattedText(false).pszGetString());
+    SCOPED_TRACE(c.pszPlain);
+    EXPECT_STREQ(c.pszPlain,
+                 c.oError.strAsPlainText(c.nIndent, false).pszGetString());
+    EXPECT_STREQ(c.pszHTML, c.oError.strAsFormattedText(false).pszGetString());
+    EXPECT_STREQ("", c.oError.strWarningID().pszGetString());
   }
 }
 
-TEST(Error, ChainIsAsSevereAsItsWorstMember) {
-  CLuError const oWarningOverError(new CLuError("inner", eError, ""), "outer",
-                                   eWarning, "");
-  EXPECT_EQ(eError, oWarningOverError.eSeverity());
+TEST(Error, WarningOverErrorRendersAsError) {
+  CLuError const oError(new CLuError("inner", eError, ""), "outer", eWarning,
+                        "");
+  EXPECT_EQ(eError, oError.eSeverity());
   EXPECT_STREQ("Error\nouter\nSee details below:\n  Error\n  inner\n\n\n\n\n",
-               oWarningOverError.strAsPlainText(0, false).pszGetString());
-  std::unique_ptr<CLuError> poTop(poNewChain());
-  EXPECT_EQ(eError, poTop->eSeverity());
-  CLuError const oErrorOverInfo(new CLuError("i", eInformation, ""), "o",
-                                eError, "");
-  EXPECT_EQ(eError, oErrorOverInfo.eSeverity());
-}
-
-TEST(Error, WarningIDsConcatenateDownTheChain) {
-  std::unique_ptr<CLuError> poTop(poNewChain());
-  EXPECT_STREQ("_A_B", poTop->strWarningID().pszGetString());
-  CLuError const oNone(new CLuError("x", eError, ""), "y", eError, "");
-  EXPECT_STREQ("", oNone.strWarningID().pszGetString());
-}
-
-TEST(Error, NullSubErrorAddsNothing) {
-  CLuError const oError(nullptr, "x", "f", 1, 2, eError, "");
-  EXPECT_EQ(0u, oError.nGetSubErrorCount());
-  EXPECT_STREQ("Error\nx\nFile: f\nLine: 1Column: 2\n\n\n",
                oError.strAsPlainText(0, false).pszGetString());
 }
 
-// Throws a chain that only lives inside this function.
 void ThrowLocalChain() {
   std::unique_ptr<CLuError> poTop(poNewChain());
-  throw *poTop;
+  throw *poTop;  // the original dies while the exception unwinds
 }
 
 TEST(Error, ThrownByValueKeepsADeepCopyOfTheChain) {
@@ -184,13 +132,9 @@ TEST(Error, ThrownByValueKeepsADeepCopyOfTheChain) {
     EXPECT_NE(poOriginal->poGetSubError(0)->poGetSubError(0),
               oCaught.poGetSubError(0)->poGetSubError(0));
   }
-  // The original outlives its copies untouched.
-  EXPECT_STREQ(kChainPlain,
-               poOriginal->strAsPlainText(0, false).pszGetString());
-
   CLuError oAssigned("old", eInformation, "Z");
   oAssigned = *poOriginal;
-  oAssigned = oAssigned;
+  poOriginal.reset();
   EXPECT_STREQ(kChainHTML, oAssigned.strAsFormattedText(false).pszGetString());
 }
 
@@ -208,7 +152,6 @@ TEST(Error, RenderingsAndCopiesKeepDerivedSubErrors) {
       "Error\ntop\nSee details below:\n  Error\n  custom\n\n\n\n\n";
   EXPECT_STREQ(pszExpected, oTop.strAsPlainText(0, false).pszGetString());
   std::unique_ptr<CLuError> poCopy(oTop.poDuplicate());
-  ASSERT_NE(nullptr, poCopy);
   EXPECT_STREQ(pszExpected, poCopy->strAsPlainText(0, false).pszGetString());
 }
 
