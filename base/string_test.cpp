@@ -1,13 +1,13 @@
 #include "base/string.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 #include "base/containers.h"
 
@@ -108,6 +108,7 @@ TEST(StringOperators, CompareAndConcatenate) {
   EXPECT_TRUE(str < "abd");
   EXPECT_STREQ("abcdef!", (str + "def" + '!').pszGetString());
   EXPECT_STREQ("xabc", ("x" + str).pszGetString());
+  EXPECT_STREQ("-abc", ('-' + str).pszGetString());
   EXPECT_EQ('c', str.cGetAt(2));
   EXPECT_EQ('\0', str.cGetAt(3));
   CLuString const strCopy(str);
@@ -165,16 +166,19 @@ TEST(StringNumbers, FromNumberWritesTidyDecimals) {
     bool bStripLeadingZero;
     char const* pszExpected;
   } const aCases[] = {
-      {0.5, 2, true, ".5"},       {2.0, 3, false, "2"},
-      {-0.25, 2, false, "-0.25"}, {0.0, 2, true, "0"},
-      {29.97, 15, false, "29.969999999999999"}, {1234.5, 0, false, "1234"},
-      {100.0, 1, false, "100"},   {0.125, 2, false, "0.12"},
+      {0.5, 2, true, ".5"},
+      {2.0, 3, false, "2"},
+      {-0.25, 2, false, "-0.25"},
+      {0.0, 2, true, "0"},
+      {29.97, 15, false, "29.969999999999999"},
+      {1234.5, 0, false, "1234"},
+      {100.0, 1, false, "100"},
+      {0.125, 2, false, "0.12"},
   };
   for (auto const& o : aCases) {
     SCOPED_TRACE(o.pszExpected);
     EXPECT_STREQ(o.pszExpected,
-                 CLuString::strFromNumber(o.d, o.nDecimals,
-                                          o.bStripLeadingZero)
+                 CLuString::strFromNumber(o.d, o.nDecimals, o.bStripLeadingZero)
                      .pszGetString());
   }
   EXPECT_STREQ("4294967295", CLuString::strFromNumber(4294967295u));
@@ -188,8 +192,8 @@ TEST(StringNumbers, StripTrailingZeroes) {
     char const* psz;
     char const* pszExpected;
   } const aCases[] = {
-      {"2.500", "2.5"}, {"0.00", "0"}, {"007", "7"},   {"10.0", "10"},
-      {"100", "100"},   {"", "0"},     {"0", "0"},     {".0", "0"},
+      {"2.500", "2.5"}, {"0.00", "0"}, {"007", "7"}, {"10.0", "10"},
+      {"100", "100"},   {"", "0"},     {"0", "0"},   {".0", "0"},
       {"00.50", "0.5"}, {"000", "0"},
   };
   for (auto const& o : aCases) {
@@ -237,14 +241,10 @@ TEST(StringNumbers, ToDoubleReadsLikeStrtodAndNaNPassesEveryRange) {
     double dMin, dMax;
     bool bOk;
   } const aCases[] = {
-      {"nan", 0.0, 1.0, true},
-      {"1e999", -dMax, dMax, false},
-      {"1e999", 0.0, INFINITY, true},
-      {" -2.5", -3.0, 0.0, true},
-      {"2.5x", 0.0, 10.0, false},
-      {"", 0.0, 10.0, false},
-      {"25 ", 0.0, 100.0, false},
-      {"23.976", 0.0, 23.0, false},
+      {"nan", 0.0, 1.0, true},        {"1e999", -dMax, dMax, false},
+      {"1e999", 0.0, INFINITY, true}, {" -2.5", -3.0, 0.0, true},
+      {"2.5x", 0.0, 10.0, false},     {"", 0.0, 10.0, false},
+      {"25 ", 0.0, 100.0, false},     {"23.976", 0.0, 23.0, false},
   };
   for (auto const& o : aCases) {
     SCOPED_TRACE(o.psz);
@@ -273,8 +273,8 @@ TEST(StringNumbers, OtherConversionsHonourTheirRanges) {
   EXPECT_TRUE(b);
   EXPECT_FALSE(CLuString("yes").bToBool(&b));
   int32_t aiRect[4] = {};
-  EXPECT_TRUE(CLuString("1, -2,3 ,4").bToRect(&aiRect[0], &aiRect[1],
-                                              &aiRect[2], &aiRect[3]));
+  EXPECT_TRUE(CLuString("1, -2,3 ,4")
+                  .bToRect(&aiRect[0], &aiRect[1], &aiRect[2], &aiRect[3]));
   EXPECT_EQ(-2, aiRect[1]);
   EXPECT_FALSE(CLuString("1,2,3").bToRect(nullptr, nullptr, nullptr, nullptr));
   EXPECT_EQ(17, CLuString("17").iAsValue());
@@ -286,9 +286,9 @@ TEST(StringNumbers, ColoursByNameAndComponents) {
     char const* psz;
     uint32_t nColor;
   } const aCases[] = {
-      {"red", 0xFFFF0000u},         {"Dark Red", 0xFF7F0000u},
-      {"light blue", 0xFF7F7FFFu},  {"transparent", 0x00000000u},
-      {"10,20,30", 0xFF0A141Eu},    {"10,20,30,40", 0x280A141Eu},
+      {"red", 0xFFFF0000u},        {"Dark Red", 0xFF7F0000u},
+      {"light blue", 0xFF7F7FFFu}, {"transparent", 0x00000000u},
+      {"10,20,30", 0xFF0A141Eu},   {"10,20,30,40", 0x280A141Eu},
       {"#00FF00", 0xFF00FF00u},
   };
   for (auto const& o : aCases) {
@@ -312,7 +312,9 @@ TEST(StringNumbers, TimeCodeOfSeconds) {
 
 // ---- comparing -------------------------------------------------------------
 
-int iSign(int32_t i) { return i < 0 ? -1 : (i > 0 ? 1 : 0); }
+int iSign(int32_t i) {
+  return i < 0 ? -1 : (i > 0 ? 1 : 0);
+}
 
 TEST(StringCompare, CompareExWithSplitNumbersAndPaths) {
   typedef CLuString S;
@@ -380,8 +382,12 @@ TEST(StringTrim, TruncateWhiteSpaceRemovesSetCharactersAtBothEnds) {
     char const* pszSet;
     char const* pszExpected;
   } const aCases[] = {
-      {"  a b \t", " \t", "a b"}, {"   ", " \t", ""}, {"", " ", ""},
-      {" ", " ", ""},             {"a  ", " ", "a"}, {"\n1\r", "\n\t \r", "1"},
+      {"  a b \t", " \t", "a b"},
+      {"   ", " \t", ""},
+      {"", " ", ""},
+      {" ", " ", ""},
+      {"a  ", " ", "a"},
+      {"\n1\r", "\n\t \r", "1"},
       {"xax", "x", "a"},
   };
   for (auto const& o : aCases) {
@@ -463,6 +469,64 @@ TEST(StringEncoding, HexRoundTripsAndRefusesBadText) {
   EXPECT_EQ(0xAB, abyOut[0]);
 }
 
+TEST(StringHelpers, PathFrameAndMarkupHelpers) {
+  CLuString str("/a/b/c.txt");
+  EXPECT_TRUE(str.bMakeRelativePath("/a/d/"));
+  EXPECT_STREQ("../b/c.txt", str.pszGetString());
+  str = "rel/x";
+  EXPECT_FALSE(str.bMakeRelativePath("/abs"));
+  EXPECT_STREQ("rel/x", str.pszGetString());
+  EXPECT_STREQ(
+      "d%%/plate.%04u.dpx",
+      CLuString("d%/plate.0001.dpx").strDeriveNumberFormatFromFrameName());
+  EXPECT_STREQ(
+      "dpx",
+      CLuString("x.y/plate.0001.DPX").strExtractNormalizedFileExtension());
+  EXPECT_STREQ("",
+               CLuString("dir.d/.hidden").strExtractNormalizedFileExtension());
+  str = "log";
+  EXPECT_TRUE(str.bAppendExtensionIfNotPresent("txt"));
+  EXPECT_FALSE(str.bAppendExtensionIfNotPresent(".TXT"));
+  EXPECT_STREQ("log.txt", str.pszGetString());
+  str = "plate_0012";
+  str.StripNumericalPostfix('_');
+  EXPECT_STREQ("plate", str.pszGetString());
+
+  EXPECT_TRUE(CLuString("10.0.0.255").bIsIPAddress());
+  EXPECT_FALSE(CLuString("10.0.0.256").bIsIPAddress());
+  EXPECT_FALSE(CLuString("10.0.0").bIsIPAddress());
+  str = "010.001.000.255";
+  str.IPAddressStripZeroPrefixes();
+  EXPECT_STREQ("10.1.0.255", str.pszGetString());
+
+  str = "<r><a x=\"1\"><a/></a><b/></r>";
+  CLuString strSection;
+  str.CutOutXMLSection("a", &strSection);
+  EXPECT_STREQ("<a x=\"1\"><a/></a>", strSection.pszGetString());
+  EXPECT_STREQ("<r><b/></r>", str.pszGetString());
+  EXPECT_STREQ("  <n>a&lt;b</n>\n", CLuString::strToXML("n", "a<b", 2));
+  str = "a<b>\r\n\nc";
+  str.ConvertToHTMLParagraphs();
+  EXPECT_STREQ("<p>a&lt;b&gt;</p>\n<p>c</p>\n", str.pszGetString());
+  str = "a\tb,c\n1\t\"q\"\n";
+  str.ConvertVELOMAFormattedToCSV();
+  EXPECT_STREQ("a,\"b,c\"\n1,\"\"\"q\"\"\"\n", str.pszGetString());
+
+  setenv("LU_STRING_TEST_VAR", "val", 1);
+  str = "$LU_STRING_TEST_VAR/${LU_STRING_TEST_VAR}/$LU_UNSET_VAR_X/$$";
+  str.ExpandEnvironmentVariables();
+  EXPECT_STREQ("val/val/$LU_UNSET_VAR_X/$", str.pszGetString());
+  str = "a,B;b,,c;A";
+  str.EliminateDuplicateStringsIgnoreCase(",;");
+  EXPECT_STREQ("a,B,c", str.pszGetString());
+
+  time_t tim = 0;
+  EXPECT_TRUE(CLuString("2024-02-29 12:34:56").bToTime(&tim));
+  str.FromTime(tim);
+  EXPECT_STREQ("2024-02-29 12:34:56", str.pszGetString());
+  EXPECT_FALSE(CLuString("2023-02-29").bToTime(&tim));
+}
+
 // ---- tokens and wildcards --------------------------------------------------
 
 struct STokenCase {
@@ -490,8 +554,8 @@ TEST(StringTokens, TokenizerHandlesRunsQuotesAndEscapes) {
   for (STokenCase const& o : aCases) {
     SCOPED_TRACE(o.pszText);
     CLuString str(o.pszText), strToken, strAll;
-    while (str.bGetNextToken(o.pszSeparators, &strToken, o.bQuotes,
-                             o.cEscape)) {
+    while (
+        str.bGetNextToken(o.pszSeparators, &strToken, o.bQuotes, o.cEscape)) {
       if (!strAll.bIsEmpty()) strAll += "|";
       strAll += strToken;
     }
@@ -589,6 +653,7 @@ TEST_F(StringFile, EmptyFileGivesEmptyTextAndMissingFileFails) {
   EXPECT_TRUE(str.bIsEmpty());
   str = "old";
   EXPECT_FALSE(str.bReadFromFile((m_strDir + "/missing").c_str()));
+  EXPECT_FALSE(str.bReadFromFile(m_strDir.c_str()));  // a folder
   EXPECT_STREQ("old", str.pszGetString());
 }
 
