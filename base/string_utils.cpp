@@ -2,17 +2,17 @@
 // between text and values, searching and replacing substrings, character
 // sets, encodings, XML / HTML / CSV helpers and path helpers. Everything
 // here is built on the core operations of string.cpp.
+#include <strings.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
-
-#include "base/string.h"
 
 #include "base/containers.h"
+#include "base/string.h"
 
 namespace {
 
@@ -29,9 +29,13 @@ bool bInSet(char c, char const* pszSet) {
   return c != '\0' && strchr(pszSet, c) != nullptr;
 }
 
-bool bIsDigit(char c) { return c >= '0' && c <= '9'; }
+bool bIsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
-int iUpper(char c) { return toupper(static_cast<unsigned char>(c)); }
+int iUpper(char c) {
+  return toupper(static_cast<unsigned char>(c));
+}
 
 // Compares n characters, ignoring case unless bCaseSensitive.
 bool bSameText(char const* psz1, char const* psz2, uint32_t n,
@@ -140,9 +144,13 @@ EPatternResult eMatchPattern(CLuString const& strName,
 
 // ---- numbers to text -------------------------------------------------------
 
-void CLuString::FromNumber(bool b) { Assign(b ? "true" : "false"); }
+void CLuString::FromNumber(bool b) {
+  Assign(b ? "true" : "false");
+}
 
-void CLuString::FromNumber(int32_t i) { Format("%i", int(i)); }
+void CLuString::FromNumber(int32_t i) {
+  Format("%i", int(i));
+}
 
 void CLuString::FromNumber(int64_t i64) {
   Format("%lld", static_cast<long long>(i64));
@@ -152,7 +160,9 @@ void CLuString::FromNumber(uint64_t n64) {
   Format("%llu", static_cast<unsigned long long>(n64));
 }
 
-void CLuString::FromNumber(uint8_t by) { Format("%u", unsigned(by)); }
+void CLuString::FromNumber(uint8_t by) {
+  Format("%u", unsigned(by));
+}
 
 CLuString CLuString::strFromNumber(bool b) {
   CLuString str;
@@ -219,8 +229,7 @@ bool CLuString::bToUINT64(uint64_t* pn64Value, uint64_t n64Min,
   return true;
 }
 
-bool CLuString::bToBYTE(uint8_t* pbyValue, uint8_t byMin,
-                        uint8_t byMax) const {
+bool CLuString::bToBYTE(uint8_t* pbyValue, uint8_t byMin, uint8_t byMax) const {
   uint32_t n = 0;
   if (!bToUINT(&n, byMin, byMax)) return false;
   if (pbyValue) *pbyValue = uint8_t(n);
@@ -245,9 +254,8 @@ bool CLuString::bToTime(time_t* ptimValue) const {
   CLuString str(*this);
   str.TruncateWhiteSpace();
   int iYear, iMonth, iDay, iHour = 0, iMinute = 0, iSecond = 0, iUsed = -1;
-  int const iFields = sscanf(str, "%4d-%2d-%2d %2d:%2d:%2d%n", &iYear,
-                             &iMonth, &iDay, &iHour, &iMinute, &iSecond,
-                             &iUsed);
+  int const iFields = sscanf(str, "%4d-%2d-%2d %2d:%2d:%2d%n", &iYear, &iMonth,
+                             &iDay, &iHour, &iMinute, &iSecond, &iUsed);
   if (iFields == 6 && uint32_t(iUsed) == str.nGetLength()) {
     // date and time
   } else {
@@ -272,8 +280,7 @@ bool CLuString::bToTime(time_t* ptimValue) const {
   oTime.tm_isdst = -1;
   time_t const tim = mktime(&oTime);
   // A day that does not exist (31 April) comes back normalised: refuse it.
-  if (tim == time_t(-1) || oTime.tm_mday != iDay ||
-      oTime.tm_mon != iMonth - 1)
+  if (tim == time_t(-1) || oTime.tm_mday != iDay || oTime.tm_mon != iMonth - 1)
     return false;
   if (ptimValue) *ptimValue = tim;
   return true;
@@ -348,18 +355,18 @@ bool CLuString::bToColor(uint32_t* pnColor) const {
     if (!bSplitFields(str, astr, nCount)) return false;
     for (uint32_t i = 0; i < nCount; i++)
       if (!astr[i].bToUINT(&anComponent[i], 0, 255)) return false;
-    nColor = anComponent[3] << 24 | anComponent[0] << 16 |
-             anComponent[1] << 8 | anComponent[2];
+    nColor = anComponent[3] << 24 | anComponent[0] << 16 | anComponent[1] << 8 |
+             anComponent[2];
   } else {
     struct SNamedColor {
       char const* pszName;
       uint32_t nColor;
     };
     static SNamedColor const aoColors[] = {
-        {"black", 0xFF000000u},   {"white", 0xFFFFFFFFu},
-        {"red", 0xFFFF0000u},     {"green", 0xFF00FF00u},
-        {"blue", 0xFF0000FFu},    {"cyan", 0xFF00FFFFu},
-        {"magenta", 0xFFFF00FFu}, {"yellow", 0xFFFFFF00u},
+        {"black", 0xFF000000u},      {"white", 0xFFFFFFFFu},
+        {"red", 0xFFFF0000u},        {"green", 0xFF00FF00u},
+        {"blue", 0xFF0000FFu},       {"cyan", 0xFF00FFFFu},
+        {"magenta", 0xFFFF00FFu},    {"yellow", 0xFFFFFF00u},
         {"transparent", 0x00000000u}};
     CLuString strWord, strModifier;
     CLuString strRest(str);
@@ -472,7 +479,9 @@ void CLuString::FromRect(int32_t iLeft, int32_t iTop, int32_t iRight,
   Format("%i,%i,%i,%i", int(iLeft), int(iTop), int(iRight), int(iBottom));
 }
 
-void CLuString::FromVector(double dX, double dY) { Format("%g,%g", dX, dY); }
+void CLuString::FromVector(double dX, double dY) {
+  Format("%g,%g", dX, dY);
+}
 
 void CLuString::FromVector(double dX, double dY, double dZ) {
   Format("%g,%g,%g", dX, dY, dZ);
@@ -804,8 +813,7 @@ void CLuString::Indent(uint32_t nCount) {
   bool bLineStart = true;
   for (uint32_t i = 0; i < m_nLength; i++) {
     char const c = m_pszData[i];
-    bool const bEmptyLine =
-        c == '\n' || (c == '\r' && cGetAt(i + 1) == '\n');
+    bool const bEmptyLine = c == '\n' || (c == '\r' && cGetAt(i + 1) == '\n');
     if (bLineStart && !bEmptyLine) str += strBlanks;
     str += c;
     bLineStart = c == '\n';
@@ -848,7 +856,9 @@ bool CLuString::bEnsureFileName() const {
   return bEnsureCharacterSet(kFileNameSet);
 }
 
-bool CLuString::bEnsurePath() const { return bEnsureCharacterSet(kPathSet); }
+bool CLuString::bEnsurePath() const {
+  return bEnsureCharacterSet(kPathSet);
+}
 
 void CLuString::EnforceCharacterSet(CLuString const& strSet,
                                     char cReplacement) {
@@ -878,8 +888,8 @@ void CLuString::EnforcePath(char cReplacement) {
 // ---- encodings -------------------------------------------------------------
 
 uint32_t CLuString::nEncodedStringLength(uint32_t nBytes, uint32_t nMode) {
-  uint64_t const n =
-      nMode == 2 ? (nBytes ? uint64_t(nBytes) * 3 - 1 : 0) : uint64_t(nBytes) * 2;
+  uint64_t const n = nMode == 2 ? (nBytes ? uint64_t(nBytes) * 3 - 1 : 0)
+                                : uint64_t(nBytes) * 2;
   return n > 0xFFFFFFFEu ? 0xFFFFFFFFu : uint32_t(n);
 }
 
@@ -888,8 +898,7 @@ void CLuString::EncodeString(void const* pData, uint32_t nBytes,
   Empty();
   uint32_t const nLength = nEncodedStringLength(nBytes, nMode);
   if (!pData || nBytes == 0 || nLength == 0xFFFFFFFFu) return;
-  char const* pszDigits =
-      nMode == 0 ? "0123456789abcdef" : "0123456789ABCDEF";
+  char const* pszDigits = nMode == 0 ? "0123456789abcdef" : "0123456789ABCDEF";
   char* psz = pszGetBuffer(nLength);
   if (!psz) return;
   uint8_t const* pby = static_cast<uint8_t const*>(pData);
@@ -1006,8 +1015,7 @@ void CLuString::CutOutXMLSection(CLuString const& strName,
       int32_t const iClose = iFind(strClose, nPos);
       if (iClose < 0) return;
       int32_t iNested = iFind(strOpen, nPos);
-      while (iNested >= 0 && iNested < iClose &&
-             !bIsOpenTag(uint32_t(iNested)))
+      while (iNested >= 0 && iNested < iClose && !bIsOpenTag(uint32_t(iNested)))
         iNested = iFind(strOpen, uint32_t(iNested) + 1);
       if (iNested >= 0 && iNested < iClose) {
         int32_t const iNestedEnd = iFind('>', uint32_t(iNested));
@@ -1021,7 +1029,8 @@ void CLuString::CutOutXMLSection(CLuString const& strName,
     }
     nEnd = nPos;
   }
-  if (pstrSection) *pstrSection = strMid(uint32_t(iStart), nEnd - uint32_t(iStart));
+  if (pstrSection)
+    *pstrSection = strMid(uint32_t(iStart), nEnd - uint32_t(iStart));
   DoReplace(uint32_t(iStart), nEnd - uint32_t(iStart), CLuString());
 }
 
@@ -1172,7 +1181,8 @@ CLuString CLuString::strDeriveNumberFormatFromFrameName() const {
   }
   if (iLastDigit < 0) return str;
   int64_t iFirstDigit = iLastDigit;
-  while (iFirstDigit > int64_t(nNameStart) && bIsDigit(m_pszData[iFirstDigit - 1]))
+  while (iFirstDigit > int64_t(nNameStart) &&
+         bIsDigit(m_pszData[iFirstDigit - 1]))
     iFirstDigit--;
   for (uint32_t i = 0; i < m_nLength; i++) {
     if (int64_t(i) == iFirstDigit) {
