@@ -251,8 +251,12 @@ void CLuLogFile::ResetFile() {
     CLimitLift oLift(m_nSizeLimit);
     Close();
   }
-  // Without overwriting: an older ".old" file is kept as it is.
-  bLuCopyFile(m_strPath, m_strPath + ".old", false);
+  // The copy never overwrites, so the previous ".old" goes first: the
+  // rotated file always holds the most recent text, and nothing written
+  // since the last rotation is lost.
+  CLuString const strOld = m_strPath + ".old";
+  bLuDeleteFile(strOld);
+  bLuCopyFile(m_strPath, strOld, false);
   bLuDeleteFile(m_strPath);
   bOpen(false);
 }

@@ -54,7 +54,7 @@ class CLuLog {
 //   YYYY-MM-DD
 // When a write leaves the file's size in whole KiB above the limit (1 KiB:
 // at 2,048 bytes, not at 2,047) the file is closed, copied to path + ".old"
-// (an existing ".old" file is NOT replaced) and started afresh with a new
+// (replacing an older ".old" file) and started afresh with a new
 // header. Virtual slots: those of CLuLog, then ResetFile.
 class CLuLogFile : public CLuLog {
  public:
@@ -74,7 +74,7 @@ class CLuLogFile : public CLuLog {
   // limit. Never throws; write errors are ignored.
   void Output(CLuString const& strText) override;
   // Rotation: closes the file (the closing lines cannot trigger a second
-  // rotation), copies it to path + ".old" unless that exists, deletes it and
+  // rotation), copies it to path + ".old" (replacing an older one), deletes it and
   // opens it afresh with a new header.
   virtual void ResetFile();
 
