@@ -10,11 +10,6 @@
 // path is one call of the system allocator and nothing else.
 extern "C" void free(void*) noexcept __attribute__((noplt));
 
-// The one include from outside base/: the heap's lock is the framework's
-// recursive CLuMutex, which never allocates. The header keeps only raw
-// storage for it (see base/heap.h).
-#include "system/thread.h"
-
 SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
 
 namespace {
@@ -41,8 +36,7 @@ __attribute__((noinline, cold)) bool bSimulatedFailure() {
   if (n == 0) return false;
   CLuHeap* poHeap = poLuGlobalHeap();
   g_oLuHeapTestSeam.nLockCountAtFailure.store(
-      poHeap ? poHeap->poGetMutex()->nGetCount() : 0,
-      std::memory_order_relaxed);
+      poHeap ? poHeap->nGetLockCount() : 0, std::memory_order_relaxed);
   return true;
 }
 
@@ -84,18 +78,17 @@ inline void* pSystemAllocAligned(size_t nSize, size_t nAlignment) {
 class CHeapLock {
  public:
   explicit CHeapLock(CLuHeap const& oHeap)
-      : m_poMutex(oHeap.poGetMutex()),
-        m_bHeld(m_poMutex->bAcquire(nLuWaitForever)) {
+      : m_oHeap(oHeap), m_bHeld(oHeap.bLock()) {
     g_oLuHeapTestSeam.nLocksTaken.fetch_add(1, std::memory_order_relaxed);
   }
   ~CHeapLock() {
-    if (m_bHeld) m_poMutex->Release();
+    if (m_bHeld) m_oHeap.Unlock();
   }
   CHeapLock(CHeapLock const&) = delete;
   CHeapLock& operator=(CHeapLock const&) = delete;
 
  private:
-  CLuMutex* m_poMutex;
+  CLuHeap const& m_oHeap;
   bool m_bHeld;
 };
 
@@ -291,20 +284,13 @@ CLuHeap::CLuHeap()
       m_bReuse(true),
       m_oFreeLists(128, 128),
       m_oLargeAllocators(128, 128) {
-  static_assert(sizeof(CLuMutex) <= kMutexStorageBytes,
-                "the heap's mutex storage is too small");
-  static_assert(alignof(CLuMutex) <= 16, "the heap's mutex is over-aligned");
-  new (m_abyMutex) CLuMutex;
+  ConstructMutex();
 }
 
 CLuHeap::~CLuHeap() {
   while (m_oFreeLists.nGetCount() != 0)
     DeleteList(m_oFreeLists.poGetAt(m_oFreeLists.nGetCount() - 1));
-  poGetMutex()->~CLuMutex();
-}
-
-CLuMutex* CLuHeap::poGetMutex() const {
-  return std::launder(reinterpret_cast<CLuMutex*>(m_abyMutex));
+  DestroyMutex();
 }
 
 void* CLuHeap::pInternalAlloc(size_t nSize, bool bSkipFirstTry) {
