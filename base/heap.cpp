@@ -127,11 +127,13 @@ CGlobalHeap g_oGlobalHeap __attribute__((init_priority(101)));
 
 // The failure path of the global operators: the system allocator said no
 // once, so make room under the heap's mutex and try again. Outside the
-// global heap's lifetime there is nothing to make room with.
+// global heap's lifetime there is nothing to make room with, and an
+// alignment that is not a power of two can never be served (trimming for
+// it would only lower the allocation limit).
 __attribute__((noinline, cold)) void* pAllocateAfterFailure(size_t nSize,
                                                             size_t nAlignment) {
   CLuHeap* poHeap = poLuGlobalHeap();
-  if (poHeap == nullptr) return nullptr;
+  if (poHeap == nullptr || (nAlignment & (nAlignment - 1)) != 0) return nullptr;
   CHeapLock oLock(*poHeap);
   return nAlignment ? poHeap->pInternalAllocAligned(nSize, nAlignment, true)
                     : poHeap->pInternalAlloc(nSize, true);

@@ -161,6 +161,14 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
   }
 }
 
+TEST_F(LuHeapFailure, AlignmentThatIsNoPowerOfTwoFailsWithoutRetrying) {
+  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the probe lowered it
+  uint32_t nBefore = nLocksTaken();
+  EXPECT_EQ(nullptr, ::operator new(64, std::align_val_t(48), std::nothrow));
+  EXPECT_EQ(nBefore, nLocksTaken());
+  EXPECT_EQ(0xFFFFFFFFu, poLuGlobalHeap()->nGetAllocationLimit());
+}
+
 TEST_F(LuHeapFailure, NullFromNewRunsNoConstructor) {
   SConstructed::s_iConstructed = 0;
   LuSimulateAllocationFailures(6);
