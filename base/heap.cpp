@@ -127,13 +127,11 @@ CGlobalHeap g_oGlobalHeap __attribute__((init_priority(101)));
 
 // The failure path of the global operators: the system allocator said no
 // once, so make room under the heap's mutex and try again. Outside the
-// global heap's lifetime there is nothing to make room with, and an
-// alignment that is not a power of two can never be served (trimming for
-// it would only lower the allocation limit).
+// global heap's lifetime there is nothing to make room with.
 __attribute__((noinline, cold)) void* pAllocateAfterFailure(size_t nSize,
                                                             size_t nAlignment) {
   CLuHeap* poHeap = poLuGlobalHeap();
-  if (poHeap == nullptr || (nAlignment & (nAlignment - 1)) != 0) return nullptr;
+  if (poHeap == nullptr) return nullptr;
   CHeapLock oLock(*poHeap);
   return nAlignment ? poHeap->pInternalAllocAligned(nSize, nAlignment, true)
                     : poHeap->pInternalAlloc(nSize, true);
@@ -145,8 +143,12 @@ inline __attribute__((always_inline)) void* pAllocate(size_t nSize) {
   return pAllocateAfterFailure(nSize, 0);
 }
 
+// An alignment that is not a power of two can never be served: null at
+// once, without trimming for it (which would only lower the allocation
+// limit) and without asking the system allocator.
 inline void* pAllocateAligned(size_t nSize, std::align_val_t eAlignment) {
   size_t nAlignment = static_cast<size_t>(eAlignment);
+  if (__builtin_expect((nAlignment & (nAlignment - 1)) != 0, 0)) return nullptr;
   void* p = pSystemAllocAligned(nSize, nAlignment);
   if (__builtin_expect(p != nullptr, 1)) return p;
   return pAllocateAfterFailure(nSize, nAlignment);
@@ -301,6 +303,7 @@ void* CLuHeap::pInternalAlloc(size_t nSize, bool bSkipFirstTry) {
 
 void* CLuHeap::pInternalAllocAligned(size_t nSize, size_t nAlignment,
                                      bool bSkipFirstTry) {
+  if ((nAlignment & (nAlignment - 1)) != 0) return nullptr;
   return pAllocateWithRetries(*this, nSize, nAlignment ? nAlignment : 1,
                               bSkipFirstTry);
 }

@@ -140,7 +140,8 @@ class CLuHeap {
   void* pInternalAlloc(size_t nSize, bool bSkipFirstTry);
   // The same for an aligned allocation (posix_memalign with nAlignment, a
   // power of two; values below the pointer size are raised to it), used by
-  // the aligned global operators. Release with free.
+  // the aligned global operators. Release with free. Null at once, with
+  // nothing trimmed, when nAlignment is not a power of two (0 counts as 1).
   void* pInternalAllocAligned(size_t nSize, size_t nAlignment,
                               bool bSkipFirstTry);
 

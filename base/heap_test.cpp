@@ -200,7 +200,7 @@ TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
   } const aCases[] = {
       {false, 0, 0, false}, {false, 0, 5, false},    {false, 0, 6, true},
       {true, 0, 4, false},  {true, 0, 5, true},      {true, 64, 4, false},
-      {true, 64, 5, true},  {false, 4096, 5, false},
+      {true, 64, 5, true},  {false, 4096, 5, false}, {false, 48, 0, true},
   };
   CLuHeap oHeap;
   for (auto const& c : aCases) {
@@ -212,7 +212,7 @@ TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
                            : oHeap.pInternalAlloc(100, c.bSkipFirstTry);
     LuSimulateAllocationFailures(0);
     EXPECT_EQ(c.bNull, p == nullptr);
-    if (c.nAlignment) {
+    if (p && c.nAlignment) {
       EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % c.nAlignment);
     }
     free(p);
