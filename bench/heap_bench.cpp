@@ -17,14 +17,16 @@ namespace {
 
 constexpr int kBatch = 64;
 
-// The standard library's operator new[](size_t) / delete[](void*), or null
-// when they cannot be found (the benchmarks then report an error).
+// The standard library's scalar operator new(size_t) / delete(void*), or
+// null when they cannot be found (the benchmarks then report an error).
+// Its array forms would not do: they call the scalar forms, which resolve
+// to the replaced ones.
 typedef void* (*PfnNew)(size_t);
 typedef void (*PfnDelete)(void*);
 PfnNew const s_pfnLibraryNew =
-    reinterpret_cast<PfnNew>(dlsym(RTLD_NEXT, "_Znam"));
+    reinterpret_cast<PfnNew>(dlsym(RTLD_NEXT, "_Znwm"));
 PfnDelete const s_pfnLibraryDelete =
-    reinterpret_cast<PfnDelete>(dlsym(RTLD_NEXT, "_ZdaPv"));
+    reinterpret_cast<PfnDelete>(dlsym(RTLD_NEXT, "_ZdlPv"));
 
 void BM_LibraryNewDelete(benchmark::State& oState) {
   if (!s_pfnLibraryNew || !s_pfnLibraryDelete) {
