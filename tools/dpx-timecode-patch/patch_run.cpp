@@ -13,7 +13,7 @@ int iPatchFrameSequence(CLuCompactArray<CLuString>* paoFrames,
   // Byte order of the whole path: frames of one sequence share prefix and
   // suffix, so the numbers decide, and only equal widths sort numerically.
   if (nFrames > 1)
-    qsort(paoFrames->ppoGetData(), nFrames, sizeof(CLuString*),
+    qsort(paoFrames->ppGetData(), nFrames, sizeof(CLuString*),
           CLuCompactArray<CLuString>::iCompareAscending);
 
   if (!bRateGiven) puts("Frame rate not specified, using default (24)");

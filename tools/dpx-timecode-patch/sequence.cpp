@@ -116,6 +116,9 @@ void FileListFromFramePath(CLuString const& strFramePath,
     if (strcasecmp(strEntryKey.pszGetString(), strKey.pszGetString()) != 0)
       continue;
     CLuString* pstrMember = new CLuString(strPath);
-    if (pstrMember != nullptr) paoFrames->Add(pstrMember);
+    if (pstrMember == nullptr) continue;
+    uint32_t const nBefore = paoFrames->nGetCount();
+    paoFrames->Add(pstrMember);
+    if (paoFrames->nGetCount() == nBefore) delete pstrMember;  // add dropped
   }
 }
