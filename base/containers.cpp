@@ -2,6 +2,10 @@
 // part of the string-keyed index (CLuIndexBase).
 #include "base/containers.h"
 
+#include <strings.h>
+
+#include "base/string.h"
+
 // The standard reflected CRC-32 table for the polynomial 0xEDB88320.
 uint32_t const g_anLuCRC32Table[256] = {
     0x00000000, 0x77073096, 0xEE0E612C, 0x990951BA, 0x076DC419, 0x706AF48F,
@@ -77,4 +81,156 @@ uint32_t nLuCRC32Update(uint32_t nCrc, void const* pData, size_t nBytes) {
     --nBytes;
   }
   return nCrc;
+}
+
+// ---------------------------------------------------------------------------
+// CLuIndexBase
+
+namespace {
+// Entries grow by this many slots when full.
+constexpr uint32_t kIndexGrowBy = 128;
+
+bool bKeysEqual(CLuString const& str1, CLuString const& str2,
+                bool bCaseSensitive) {
+  return bCaseSensitive
+             ? strcmp(str1.pszGetString(), str2.pszGetString()) == 0
+             : strcasecmp(str1.pszGetString(), str2.pszGetString()) == 0;
+}
+}  // namespace
+
+CLuIndexBase::CLuIndexBase(uint32_t nInitialCapacity)
+    : m_paEntries(nInitialCapacity ? new SLuIndexEntry[nInitialCapacity]
+                                   : nullptr),
+      m_nCount(0),
+      m_nCapacity(nInitialCapacity) {
+  if (m_paEntries == nullptr) m_nCapacity = 0;
+}
+
+CLuIndexBase::~CLuIndexBase() {
+  RemoveAllUntyped();
+  delete[] m_paEntries;
+  m_paEntries = nullptr;
+  m_nCapacity = 0;
+}
+
+CLuString const* CLuIndexBase::poGetKeyAt(uint32_t i) const {
+  return i < m_nCount ? m_paEntries[i].poKey : nullptr;
+}
+
+uint32_t CLuIndexBase::nHashKey(CLuString const& strKey, bool bCaseSensitive) {
+  if (bCaseSensitive)
+    return nLuCRC32Update(0xFFFFFFFF, strKey.pszGetString(),
+                          strKey.nGetLength());
+  CLuString strUpper(strKey);
+  strUpper.MakeUpper();
+  return nLuCRC32Update(0xFFFFFFFF, strUpper.pszGetString(),
+                        strUpper.nGetLength());
+}
+
+int CLuIndexBase::iCompare(void const* p1, void const* p2) {
+  SLuIndexEntry const* po1 = static_cast<SLuIndexEntry const*>(p1);
+  SLuIndexEntry const* po2 = static_cast<SLuIndexEntry const*>(p2);
+  return strcasecmp(po1->poKey->pszGetString(), po2->poKey->pszGetString());
+}
+
+int CLuIndexBase::iCompareNA(void const* p1, void const* p2) {
+  SLuIndexEntry const* po1 = static_cast<SLuIndexEntry const*>(p1);
+  SLuIndexEntry const* po2 = static_cast<SLuIndexEntry const*>(p2);
+  return po1->poKey->iCompareEx(*po2->poKey, CLuString::eCompareIgnoreCase,
+                                true);
+}
+
+uint32_t CLuIndexBase::nFirstNotBelow(uint32_t nHash) const {
+  // The quick rejections: below the first or above the last hash.
+  if (m_nCount == 0 || nHash <= m_paEntries[0].nHash) return 0;
+  if (nHash > m_paEntries[m_nCount - 1].nHash) return m_nCount;
+  // Binary search over [nLow, nHigh]: the entry at nHigh is never below.
+  uint32_t nLow = 0;
+  uint32_t nHigh = m_nCount - 1;
+  while (nLow < nHigh) {
+    uint32_t nMiddle = (nLow + nHigh) / 2;
+    if (m_paEntries[nMiddle].nHash < nHash)
+      nLow = nMiddle + 1;
+    else
+      nHigh = nMiddle;
+  }
+  return nLow;
+}
+
+int32_t CLuIndexBase::iFindHashed(CLuString const& strKey, uint32_t nHash,
+                                  bool bCaseSensitive,
+                                  uint32_t* pnInsert) const {
+  uint32_t i = nFirstNotBelow(nHash);
+  int32_t iFound = -1;
+  // Compare keys only along the run of equal hashes.
+  for (; i < m_nCount && m_paEntries[i].nHash == nHash; ++i) {
+    if (iFound < 0 &&
+        bKeysEqual(*m_paEntries[i].poKey, strKey, bCaseSensitive)) {
+      iFound = static_cast<int32_t>(i);
+      if (pnInsert == nullptr) break;
+    }
+  }
+  if (pnInsert) *pnInsert = i;
+  return iFound;
+}
+
+int32_t CLuIndexBase::iFindUntyped(CLuString const& strKey,
+                                   bool bCaseSensitive) const {
+  return iFindHashed(strKey, nHashKey(strKey, bCaseSensitive), bCaseSensitive,
+                     nullptr);
+}
+
+bool CLuIndexBase::bSetAtUntyped(CLuString const& strKey, void* po,
+                                 bool bCaseSensitive) {
+  uint32_t nHash = nHashKey(strKey, bCaseSensitive);
+  uint32_t nInsert = 0;
+  int32_t iFound = iFindHashed(strKey, nHash, bCaseSensitive, &nInsert);
+  if (iFound >= 0) {
+    if (po)
+      m_paEntries[iFound].poElement = po;  // the old element stays alive
+    else
+      pRemoveAtUntyped(static_cast<uint32_t>(iFound));
+    return true;
+  }
+  if (po == nullptr) return true;  // removing an absent key: nothing to do
+
+  // Allocate everything first so that a failure leaves the index as it was.
+  CLuString* poKey = new CLuString(strKey);
+  if (poKey == nullptr) return false;
+  if (m_nCount == m_nCapacity) {
+    uint64_t nNew = static_cast<uint64_t>(m_nCapacity) + kIndexGrowBy;
+    SLuIndexEntry* paNew = nNew <= UINT32_MAX
+                               ? new SLuIndexEntry[static_cast<size_t>(nNew)]
+                               : nullptr;
+    if (paNew == nullptr) {
+      delete poKey;
+      return false;
+    }
+    if (m_nCount) memcpy(paNew, m_paEntries, m_nCount * sizeof(SLuIndexEntry));
+    delete[] m_paEntries;
+    m_paEntries = paNew;
+    m_nCapacity = static_cast<uint32_t>(nNew);
+  }
+  memmove(m_paEntries + nInsert + 1, m_paEntries + nInsert,
+          (m_nCount - nInsert) * sizeof(SLuIndexEntry));
+  m_paEntries[nInsert].poKey = poKey;
+  m_paEntries[nInsert].poElement = po;
+  m_paEntries[nInsert].nHash = nHash;
+  ++m_nCount;
+  return true;
+}
+
+void* CLuIndexBase::pRemoveAtUntyped(uint32_t i) {
+  if (i >= m_nCount) return nullptr;
+  void* po = m_paEntries[i].poElement;
+  delete m_paEntries[i].poKey;
+  memmove(m_paEntries + i, m_paEntries + i + 1,
+          (m_nCount - i - 1) * sizeof(SLuIndexEntry));
+  --m_nCount;
+  return po;
+}
+
+void CLuIndexBase::RemoveAllUntyped() {
+  for (uint32_t i = 0; i < m_nCount; ++i) delete m_paEntries[i].poKey;
+  m_nCount = 0;
 }
