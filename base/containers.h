@@ -18,6 +18,9 @@
 // return false. In every such case the container is left as it was (the one
 // deliberate exception is CLuList::NewNode, see there).
 //
+// Thread safety: none of their own; a container shared between threads is
+// guarded by its owner's lock (the heap, the profiling manager).
+//
 // Platform note: the element word of a CLuList<void> holds either a pointer
 // or a plain number stored as (void*)(uintptr_t)n; on 64-bit hosts that word
 // is pointer-sized.

@@ -2,12 +2,16 @@
 // conversion, searching, cutting, comparing, case and line ends, files.
 #include "base/string.h"
 
+#include <strings.h>
+#include <sys/stat.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
+
+#include "base/containers.h"
 
 namespace {
 
@@ -19,57 +23,6 @@ char g_acNoBuffer[1] = {0};
 bool bIsInSet(char c, CLuString const& strSet) {
   return c != '\0' && strSet.iFind(c) >= 0;
 }
-
-// The run values of SplitOffNumbers without a list: a growable array of
-// numbers that iCompareEx can use before and without the containers.
-class CNumberRuns {
- public:
-  ~CNumberRuns() { delete[] m_pn; }
-  // Removes the digit runs from str, recording each run's value.
-  void Split(CLuString* pstr) {
-    CLuString strOut;
-    uint32_t const nLen = pstr->nGetLength();
-    char const* psz = pstr->pszGetString();
-    uint32_t i = 0;
-    while (i < nLen) {
-      uint32_t j = i;
-      while (j < nLen && (psz[j] < '0' || psz[j] > '9')) j++;
-      strOut.Append(psz + i, j - i);
-      if (j >= nLen) break;
-      uint32_t nValue = 0;
-      while (j < nLen && psz[j] >= '0' && psz[j] <= '9')
-        nValue = nValue * 10u + uint32_t(psz[j++] - '0');  // wraps
-      Add(nValue);
-      i = j;
-    }
-    *pstr = strOut;
-  }
-  uint32_t nCount() const { return m_nCount; }
-  uint32_t nAt(uint32_t i) const { return m_pn[i]; }
-  // True when every value could be recorded.
-  bool bComplete() const { return m_bComplete; }
-
- private:
-  void Add(uint32_t n) {
-    if (m_nCount == m_nCapacity) {
-      uint32_t const nNew = m_nCapacity ? m_nCapacity * 2 : 8;
-      uint32_t* pn = new uint32_t[nNew];
-      if (!pn) {
-        m_bComplete = false;
-        return;
-      }
-      if (m_nCount) memcpy(pn, m_pn, m_nCount * sizeof(uint32_t));
-      delete[] m_pn;
-      m_pn = pn;
-      m_nCapacity = nNew;
-    }
-    m_pn[m_nCount++] = n;
-  }
-  uint32_t* m_pn = nullptr;
-  uint32_t m_nCount = 0;
-  uint32_t m_nCapacity = 0;
-  bool m_bComplete = true;
-};
 
 // Step 2 of iCompareEx: the plain comparison.
 int32_t iPlainCompare(char const* psz1, char const* psz2, bool bCaseSensitive) {
@@ -89,7 +42,9 @@ CLuString::CLuString()
   Construct(32);
 }
 
-CLuString::CLuString(char const* psz) : CLuString() { Assign(psz); }
+CLuString::CLuString(char const* psz) : CLuString() {
+  Assign(psz);
+}
 
 CLuString::CLuString(char const* psz, uint32_t nLength) : CLuString() {
   Assign(psz, nLength);
@@ -243,10 +198,9 @@ void CLuString::DoAppend(char const* psz, uint32_t n) {
     if (m_pszData[i] == '\0') break;
   }
   pszDest[i] = '\0';
-  m_nLength += i;
   // A source with an embedded NUL: the text ends there.
-  if (m_nLength && memchr(m_pszData, 0, m_nLength))
-    m_nLength = uint32_t(strlen(m_pszData));
+  if (i && memchr(pszDest, 0, i)) i = uint32_t(strlen(pszDest));
+  m_nLength += i;
 }
 
 CLuString& CLuString::operator=(CLuString const& str) {
@@ -324,8 +278,7 @@ void CLuString::FromNumber(double d, uint32_t nDecimals,
   Format(acFormat, d);
 #pragma GCC diagnostic pop
   StripTrailingZeroes();
-  if (bStripLeadingZero && cGetAt(0) == '0' && m_nLength > 1)
-    ShortenAtBegin(1);
+  if (bStripLeadingZero && cGetAt(0) == '0' && m_nLength > 1) ShortenAtBegin(1);
 }
 
 CLuString CLuString::strFromNumber(uint32_t n) {
@@ -358,8 +311,7 @@ void CLuString::StripTrailingZeroes() {
 
 // ---- text to value ---------------------------------------------------------
 
-bool CLuString::bToUINT(uint32_t* pnValue, uint32_t nMin,
-                        uint32_t nMax) const {
+bool CLuString::bToUINT(uint32_t* pnValue, uint32_t nMin, uint32_t nMax) const {
   // strtoul with a 32-bit long: the magnitude saturates at 4294967295, a
   // minus sign then negates in 32 bits ("-1" -> 4294967295).
   char const* psz = m_pszData;
@@ -376,8 +328,8 @@ bool CLuString::bToUINT(uint32_t* pnValue, uint32_t nMin,
   if (bRange || nMagnitude > 0xFFFFFFFFu)
     nValue = 0xFFFFFFFFu;
   else
-    nValue = bNegative ? uint32_t(0u - uint32_t(nMagnitude))
-                       : uint32_t(nMagnitude);
+    nValue =
+        bNegative ? uint32_t(0u - uint32_t(nMagnitude)) : uint32_t(nMagnitude);
   if (nValue < nMin || nValue > nMax) return false;
   if (pnValue) *pnValue = nValue;
   return true;
@@ -405,8 +357,7 @@ int32_t CLuString::iFind(char c, uint32_t nStart) const {
 int32_t CLuString::iFindOneOf(char const* pszSet, uint32_t nStart) const {
   if (!pszSet || !*pszSet) return -1;
   for (uint32_t i = nStart; i < m_nLength; i++)
-    if (m_pszData[i] != '\0' && strchr(pszSet, m_pszData[i]))
-      return int32_t(i);
+    if (m_pszData[i] != '\0' && strchr(pszSet, m_pszData[i])) return int32_t(i);
   return -1;
 }
 
@@ -461,14 +412,12 @@ void CLuString::TruncateWhiteSpace(CLuString const& strSet) {
 
 void CLuString::MakeUpper() {
   for (uint32_t i = 0; i < m_nLength; i++)
-    m_pszData[i] =
-        char(toupper(static_cast<unsigned char>(m_pszData[i])));
+    m_pszData[i] = char(toupper(static_cast<unsigned char>(m_pszData[i])));
 }
 
 void CLuString::MakeLower() {
   for (uint32_t i = 0; i < m_nLength; i++)
-    m_pszData[i] =
-        char(tolower(static_cast<unsigned char>(m_pszData[i])));
+    m_pszData[i] = char(tolower(static_cast<unsigned char>(m_pszData[i])));
 }
 
 int32_t CLuString::iCompareEx(CLuString const& strOther, EComparisonFn eFn,
@@ -486,15 +435,18 @@ int32_t CLuString::iCompareEx(CLuString const& strOther, EComparisonFn eFn,
   bool const bCaseSensitive = eFn == eCompareCaseSensitive;
   if (bSplitNumbers) {
     CLuString str1(*this), str2(strOther);
-    CNumberRuns oRuns1, oRuns2;
-    oRuns1.Split(&str1);
-    oRuns2.Split(&str2);
-    if (oRuns1.bComplete() && oRuns2.bComplete() &&
-        iPlainCompare(str1, str2, bCaseSensitive) == 0 &&
-        oRuns1.nCount() == oRuns2.nCount()) {
-      for (uint32_t i = 0; i < oRuns1.nCount(); i++)
-        if (oRuns1.nAt(i) != oRuns2.nAt(i))
-          return int32_t(oRuns1.nAt(i) - oRuns2.nAt(i));  // wraps
+    CLuList<void> oNumbers1, oNumbers2;
+    str1.SplitOffNumbers(&oNumbers1);
+    str2.SplitOffNumbers(&oNumbers2);
+    if (iPlainCompare(str1, str2, bCaseSensitive) == 0 &&
+        oNumbers1.nGetCount() == oNumbers2.nGetCount()) {
+      SLuPosition* pos1 = oNumbers1.posGetHead();
+      SLuPosition* pos2 = oNumbers2.posGetHead();
+      for (; pos1 && pos2; pos1 = pos1->poNext, pos2 = pos2->poNext) {
+        uint32_t const n1 = uint32_t(uintptr_t(pos1->poElement));
+        uint32_t const n2 = uint32_t(uintptr_t(pos2->poElement));
+        if (n1 != n2) return int32_t(n1 - n2);  // 32-bit, wraps
+      }
       return 0;
     }
   }
@@ -582,7 +534,9 @@ void CLuString::NormalizeLineEnds(int iMode) {
   m_nLength = nLen + nExtra;
 }
 
-void CLuString::ConvertPathToOSSpecific() { nReplace('\\', '/'); }
+void CLuString::ConvertPathToOSSpecific() {
+  nReplace('\\', '/');
+}
 
 uint32_t CLuString::nReplace(char cFrom, char cTo) {
   uint32_t nCount = 0;
@@ -604,6 +558,12 @@ bool CLuString::bReadFromFile(CLuString strPath, bool bRawBytes) {
   strPath.ConvertPathToOSSpecific();
   FILE* pFile = fopen(strPath, bRawBytes ? "rb" : "rt");
   if (!pFile) return false;
+  // A folder opens on Linux but has no text: refuse it.
+  struct stat oStat;
+  if (fstat(fileno(pFile), &oStat) == 0 && S_ISDIR(oStat.st_mode)) {
+    fclose(pFile);
+    return false;
+  }
   bool bOk = true;
   if (fseek(pFile, 0, SEEK_END) == 0) {
     long const lSize = ftell(pFile);
@@ -647,7 +607,8 @@ bool CLuString::bWriteToFile(CLuString const& strPath, bool bRawBytes) const {
   strOSPath.ConvertPathToOSSpecific();
   FILE* pFile = fopen(strOSPath, bRawBytes ? "wb" : "wt");
   if (!pFile) return false;
-  size_t const nWritten = m_nLength ? fwrite(m_pszData, 1, m_nLength, pFile) : 0;
+  size_t const nWritten =
+      m_nLength ? fwrite(m_pszData, 1, m_nLength, pFile) : 0;
   bool const bClosed = fclose(pFile) == 0;
   return nWritten == m_nLength && bClosed;
 }
@@ -672,6 +633,13 @@ CLuString operator+(char const* psz, CLuString const& str2) {
   return str;
 }
 
+CLuString operator+(char c, CLuString const& str2) {
+  CLuString str;
+  str += c;
+  str += str2;
+  return str;
+}
+
 CLuString operator+(CLuString const& str1, char c) {
   CLuString str(str1);
   str += c;
@@ -684,12 +652,18 @@ bool operator==(CLuString const& str1, CLuString const& str2) {
 bool operator==(CLuString const& str, char const* psz) {
   return strcmp(str.m_pszData, psz ? psz : "") == 0;
 }
-bool operator==(char const* psz, CLuString const& str) { return str == psz; }
+bool operator==(char const* psz, CLuString const& str) {
+  return str == psz;
+}
 bool operator!=(CLuString const& str1, CLuString const& str2) {
   return !(str1 == str2);
 }
-bool operator!=(CLuString const& str, char const* psz) { return !(str == psz); }
-bool operator!=(char const* psz, CLuString const& str) { return !(str == psz); }
+bool operator!=(CLuString const& str, char const* psz) {
+  return !(str == psz);
+}
+bool operator!=(char const* psz, CLuString const& str) {
+  return !(str == psz);
+}
 bool operator<(CLuString const& str1, CLuString const& str2) {
   return strcmp(str1.m_pszData, str2.m_pszData) < 0;
 }

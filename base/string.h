@@ -123,8 +123,7 @@ class CLuString {
   // Replaces the contents by the printf-style result. Deliberately limited
   // to 1,022 characters: longer output is cut there (append long text with
   // Append instead).
-  void Format(char const* pszFormat, ...)
-      __attribute__((format(printf, 2, 3)));
+  void Format(char const* pszFormat, ...) __attribute__((format(printf, 2, 3)));
   // The same with an argument list (args is not consumed: a copy is used).
   void FormatV(char const* pszFormat, va_list args)
       __attribute__((format(printf, 2, 0)));
@@ -183,8 +182,7 @@ class CLuString {
                 int64_t i64Max = INT64_MAX) const;
   bool bToUINT64(uint64_t* pn64Value, uint64_t n64Min = 0,
                  uint64_t n64Max = UINT64_MAX) const;
-  bool bToBYTE(uint8_t* pbyValue, uint8_t byMin = 0,
-               uint8_t byMax = 255) const;
+  bool bToBYTE(uint8_t* pbyValue, uint8_t byMin = 0, uint8_t byMax = 255) const;
   // "true" / "false" (any letter case), also "1" / "0"; blanks around the
   // word are ignored.
   bool bToBool(bool* pbValue) const;
@@ -227,9 +225,9 @@ class CLuString {
   void FromColor(double dRed, double dGreen, double dBlue, double dAlpha);
   void FromPoint(int32_t iX, int32_t iY);  // "%i,%i"
   void FromRect(int32_t iLeft, int32_t iTop, int32_t iRight,
-                int32_t iBottom);                           // "%i,%i,%i,%i"
-  void FromVector(double dX, double dY);                    // "%g,%g"
-  void FromVector(double dX, double dY, double dZ);         // "%g,%g,%g"
+                int32_t iBottom);                    // "%i,%i,%i,%i"
+  void FromVector(double dX, double dY);             // "%g,%g"
+  void FromVector(double dX, double dY, double dZ);  // "%g,%g,%g"
   // Local time "YYYY-MM-DD HH:MM:SS"; empty for a time that cannot be
   // converted (e.g. -1, the invalid time).
   void FromTime(time_t tim);
@@ -389,7 +387,8 @@ class CLuString {
   bool bEnsureFileName() const;
   bool bEnsurePath() const;
   bool bEnsureCharacterSet(CLuString const& strSet) const;
-  // Replace every character outside the set by cReplacement.
+  // Replace every character outside the set by cReplacement; a
+  // replacement of 0 removes those characters instead.
   void EnforceAlphaNumeric(char cReplacement);
   void EnforceFileName(char cReplacement);
   void EnforcePath(char cReplacement);
@@ -422,8 +421,8 @@ class CLuString {
 
   // nIndent blanks, "<name>", the value with &, <, >, " escaped, "</name>",
   // a line feed.
-  static CLuString strToXML(CLuString const& strName,
-                            CLuString const& strValue, uint32_t nIndent);
+  static CLuString strToXML(CLuString const& strName, CLuString const& strValue,
+                            uint32_t nIndent);
   // The same element holding the colour's FromColor text.
   static CLuString strColorToXML(CLuString const& strName, uint32_t nColor,
                                  uint32_t nIndent);
@@ -475,7 +474,7 @@ class CLuString {
   // Replaces the contents by the file's ("\" in the path becomes "/"). Text
   // mode (bRawBytes false) normalises line ends to LF; in both modes the
   // text stops at a NUL byte of the file. False (string unchanged) when the
-  // file cannot be opened or the memory is missing.
+  // file cannot be opened, is a folder, or the memory is missing.
   bool bReadFromFile(CLuString strPath, bool bRawBytes = false);
   // Writes the text to the file, replacing it ("wt", or "wb" with
   // bRawBytes); true only if every byte was written and the file closed.
@@ -487,6 +486,8 @@ class CLuString {
   friend CLuString operator+(CLuString const& str, char const* psz);
   friend CLuString operator+(char const* psz, CLuString const& str);
   friend CLuString operator+(CLuString const& str, char c);
+  // Without this, 'x' + str would silently do pointer arithmetic.
+  friend CLuString operator+(char c, CLuString const& str);
   // strcmp comparisons.
   friend bool operator==(CLuString const& str1, CLuString const& str2);
   friend bool operator==(CLuString const& str, char const* psz);
@@ -508,8 +509,8 @@ class CLuString {
   // Replaces the range [nPos, nPos + nCount) by strTo.
   void DoReplace(uint32_t nPos, uint32_t nCount, CLuString const& strTo);
 
-  char* m_pszData;      // where the text begins
-  char* m_pszBuffer;    // the owned allocation
-  uint32_t m_nLength;   // characters, terminator not counted
-  uint32_t m_nCapacity; // bytes of the allocation, terminator included
+  char* m_pszData;       // where the text begins
+  char* m_pszBuffer;     // the owned allocation
+  uint32_t m_nLength;    // characters, terminator not counted
+  uint32_t m_nCapacity;  // bytes of the allocation, terminator included
 };

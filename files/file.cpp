@@ -52,7 +52,9 @@ bool CLuRunTimeTypeInfo::bAddTypeID(uint32_t nID) {
   return true;
 }
 
-CLuByteSink::CLuByteSink() { bAddTypeID(CLuByteSink::nTypeID()); }
+CLuByteSink::CLuByteSink() {
+  bAddTypeID(CLuByteSink::nTypeID());
+}
 
 CLuByteSink::~CLuByteSink() = default;
 
@@ -61,7 +63,9 @@ uint32_t CLuByteSink::nTypeID() {
   return s_nID;
 }
 
-CLuString CLuByteSink::strFileName() const { return CLuString(); }
+CLuString CLuByteSink::strFileName() const {
+  return CLuString();
+}
 
 // ---------------------------------------------------------------------------
 // CLuFile
@@ -92,7 +96,9 @@ CLuFile::CLuFile()
   bAddTypeID(CLuFile::nTypeID());
 }
 
-CLuFile::~CLuFile() { Close(); }
+CLuFile::~CLuFile() {
+  Close();
+}
 
 uint32_t CLuFile::nTypeID() {
   static uint32_t const s_nID = nNextTypeID();
@@ -128,8 +134,9 @@ bool CLuFile::bOpen(CLuString const& strPath, ELuFileAccess eAccess,
 
   bool bOpened = bOpenHandle(!m_bDirectIO);
   if (!bOpened && m_bDirectIO) {
-    // The uncached open was refused (tmpfs answers EINVAL to O_DIRECT):
-    // read this file through the cache instead.
+    // The uncached open was refused (file systems without direct I/O, such
+    // as procfs, or tmpfs before Linux 6.6, answer EINVAL to O_DIRECT): read
+    // this file through the cache instead.
     m_bDirectIO = false;
     bOpened = bOpenHandle(true);
   }
@@ -230,6 +237,7 @@ uint32_t CLuFile::ipDoRead(void* pBuffer, uint32_t nLength, bool bCached) {
 }
 
 uint32_t CLuFile::nDoReadBlock(void* pBuffer, uint32_t nLength) {
+  if (m_iHandle < 0) return 0;
   ssize_t iGot;
   do {
     iGot = ::read(m_iHandle, pBuffer, nLength);
@@ -291,7 +299,9 @@ uint64_t CLuFile::n64GetSize() const {
   return m_bFileSizeKnown ? m_n64FileSize : 0;
 }
 
-CLuString CLuFile::strFileName() const { return m_strPath; }
+CLuString CLuFile::strFileName() const {
+  return m_strPath;
+}
 
 void CLuFile::DetermineFileSize() const {
   if (m_bFileSizeKnown || m_iHandle < 0) return;
@@ -448,7 +458,9 @@ unsigned char CLuThreadSafeByteFifo::byGetValueAt(uint32_t i) const {
 
 CLuPosixFile::CLuPosixFile(FILE* poStream) : m_poStream(poStream) {}
 
-CLuPosixFile::~CLuPosixFile() { bClose(); }
+CLuPosixFile::~CLuPosixFile() {
+  bClose();
+}
 
 bool CLuPosixFile::bOpen(CLuString const& strPath, char const* pszMode) {
   bClose();

@@ -13,8 +13,10 @@
 // Linux mapping of the descriptor's no-caching switch: uncached mode is the
 // O_DIRECT open flag, given to the open call itself, so switching costs no
 // extra system call; cached mode is a plain descriptor, so it costs nothing.
-// A file system that refuses O_DIRECT (tmpfs answers EINVAL) makes the
-// uncached open fail, and bOpen then falls back to a cached descriptor.
+// A file system that refuses O_DIRECT (procfs; tmpfs before Linux 6.6: both
+// answer EINVAL) makes the uncached open fail, and bOpen then falls back to a
+// cached descriptor. No posix_fadvise is issued: O_DIRECT reads bypass the
+// cache already, and cached mode must stay free of extra calls.
 
 #include <cstdint>
 #include <cstdio>
@@ -110,6 +112,15 @@ class CLuFile : public CLuByteSink {
   static constexpr uint32_t kDirectChunkSize = 16777216;  // 16 MiB
   // The block size of every file; no device query is made.
   static constexpr uint32_t kHDBlockSize = 8192;
+
+  // The enumerators are reachable through the class as well.
+  static constexpr ELuFileAccess eAccessRead = ::eAccessRead;
+  static constexpr ELuFileAccess eAccessReadWrite = ::eAccessReadWrite;
+  static constexpr ELuFileCreate eOpenExisting = ::eOpenExisting;
+  static constexpr ELuFileCreate eCreateAlways = ::eCreateAlways;
+  static constexpr ELuSeekMode eSeekBegin = ::eSeekBegin;
+  static constexpr ELuSeekMode eSeekCurrent = ::eSeekCurrent;
+  static constexpr ELuSeekMode eSeekEnd = ::eSeekEnd;
 
   // Switches uncached reads on for the whole process (bOpen reads it). On by
   // default, so a caller that asks for direct I/O gets it.

@@ -145,8 +145,8 @@ void CLuFileFind::ReadHiddenNames() {
 
 bool CLuFileFind::bIsHiddenName(char const* pszName) const {
   if (m_nHiddenNames > 0 &&
-      bsearch(&pszName, m_ppszHiddenNames, m_nHiddenNames,
-              sizeof(char const*), iCompareNamesIgnoringCase)) {
+      bsearch(&pszName, m_ppszHiddenNames, m_nHiddenNames, sizeof(char const*),
+              iCompareNamesIgnoringCase)) {
     return true;
   }
   if (bIsDotName(pszName)) return false;
@@ -245,8 +245,7 @@ void CLuFileFind::CacheAttributes() const {
   for (int iFlags : aiStatxFlags) {
     struct statx oStat;
     if (statx(fdFolder, pszName, iFlags,
-              STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME |
-                  STATX_CTIME,
+              STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME | STATX_CTIME,
               &oStat) == 0) {
       m_bStatFollowed = iFlags == 0;
       m_bStatIsFolder = S_ISDIR(oStat.stx_mode);

@@ -107,8 +107,8 @@ class CLuFileFind {
 
   DIR* m_pDir;  // opened by the first bFindFile
   bool m_bHasEntry;
-  CLuString m_strName;       // current entry's name
-  unsigned char m_byDirType; // current entry's d_type
+  CLuString m_strName;        // current entry's name
+  unsigned char m_byDirType;  // current entry's d_type
 
   // Per-entry attributes, read once on first demand.
   mutable bool m_bAttributesCached;

@@ -16,7 +16,9 @@
 
 namespace {
 
-bool bIsSeparator(char c) { return c == '/' || c == '\\'; }
+bool bIsSeparator(char c) {
+  return c == '/' || c == '\\';
+}
 
 // Adds a "/" unless the text is empty or already ends with one.
 void EnsureTrailingSlash(CLuString* pstr) {
@@ -47,8 +49,10 @@ CLuString strRawFolderOf(CLuString const& strPath) {
 
 // Both variants of strerror_r: the GNU one returns the text, the XSI one
 // fills the buffer and returns 0.
-char const* pszErrorText(char* pszResult, char const*) { return pszResult; }
-char const* pszErrorText(int iResult, char const* pszBuffer) {
+[[maybe_unused]] char const* pszErrorText(char* pszResult, char const*) {
+  return pszResult;
+}
+[[maybe_unused]] char const* pszErrorText(int iResult, char const* pszBuffer) {
   return iResult == 0 ? pszBuffer : "Unknown error";
 }
 
@@ -229,7 +233,8 @@ void RelativeToReal(CLuString const& strFolder, CLuString const& strPath,
     CLuString strHome = strHomeFolder();
     if (!strHome.bIsEmpty()) {
       CLuString strRest(psz[1] ? psz + 2 : "");
-      *pstrResult = strLuCombinePath(CLuString(), strHome, strRest, CLuString());
+      *pstrResult =
+          strLuCombinePath(CLuString(), strHome, strRest, CLuString());
       return;
     }
   }
@@ -328,9 +333,8 @@ void GetAppLocation(CLuString* pstrFolder, CLuString* pstrName) {
 // ---------------------------------------------------------------------------
 // Splitting and joining
 
-void LuSplitPath(CLuString strPath, CLuString* pstrDrive,
-                 CLuString* pstrFolder, CLuString* pstrName,
-                 CLuString* pstrExtension) {
+void LuSplitPath(CLuString strPath, CLuString* pstrDrive, CLuString* pstrFolder,
+                 CLuString* pstrName, CLuString* pstrExtension) {
   strPath.ConvertPathToOSSpecific();
   char const* psz = strPath.pszGetString();
   uint32_t nLen = strPath.nGetLength();
@@ -376,8 +380,7 @@ void LuSplitPath(CLuString strPath, CLuString* pstrDrive,
 }
 
 CLuString strLuCombinePath(CLuString const& strDrive,
-                           CLuString const& strFolder,
-                           CLuString const& strName,
+                           CLuString const& strFolder, CLuString const& strName,
                            CLuString const& strExtension) {
   uint32_t nDrive = strDrive.nGetLength();
   uint32_t nFolder = strFolder.nGetLength();
@@ -681,8 +684,8 @@ bool bLuIsFolderWritable(CLuString const& strPath) {
   }
   // O_EXCL: the name was just cleared, and a link planted under it since
   // must not be followed.
-  int fd = open(strTest.pszGetString(),
-                O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  int fd = open(strTest.pszGetString(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                0644);
   if (fd < 0) return false;
   close(fd);
   unlink(strTest.pszGetString());
@@ -806,8 +809,7 @@ void LuRealPathToDesktopRelativePath(CLuString const& strPath,
   RealToRelative(strLuOSPath(eOSPathDesktop), strPath, pstrResult);
 }
 
-void LuHomeRelativeToRealPath(CLuString const& strPath,
-                              CLuString* pstrResult) {
+void LuHomeRelativeToRealPath(CLuString const& strPath, CLuString* pstrResult) {
   RelativeToReal(strLuOSPath(eOSPathHome), strPath, pstrResult);
 }
 

@@ -26,9 +26,8 @@
 // path ending in "/" is all folder. Every non-null output is overwritten
 // (emptied first); null outputs are skipped.
 // Example: /shots/a/plate.0001.dpx -> "", "/shots/a/", "plate.0001", ".dpx".
-void LuSplitPath(CLuString strPath, CLuString* pstrDrive,
-                 CLuString* pstrFolder, CLuString* pstrName,
-                 CLuString* pstrExtension);
+void LuSplitPath(CLuString strPath, CLuString* pstrDrive, CLuString* pstrFolder,
+                 CLuString* pstrName, CLuString* pstrExtension);
 
 // Joins the four parts made by LuSplitPath. A "/" is put behind a non-empty
 // drive and folder when they lack one; a leading separator of the folder is
@@ -37,8 +36,7 @@ void LuSplitPath(CLuString strPath, CLuString* pstrDrive,
 // extension gets exactly one leading dot. "\" in the result becomes "/".
 // Example: ("", "/shots/a", "plate", "dpx") -> "/shots/a/plate.dpx".
 CLuString strLuCombinePath(CLuString const& strDrive,
-                           CLuString const& strFolder,
-                           CLuString const& strName,
+                           CLuString const& strFolder, CLuString const& strName,
                            CLuString const& strExtension);
 
 // The file name of strPath without its folder (name and extension joined);
@@ -70,8 +68,7 @@ bool bLuIsAbsolutePath(CLuString const& strPath);
 // folder. A trailing "/" of strPath is kept. Symbolic links are not resolved.
 // Empty when the current folder is needed and cannot be read.
 // Example: ("../b/./c.dpx", "/shots/a/") -> "/shots/b/c.dpx".
-CLuString strLuAbsolutePath(CLuString const& strPath,
-                            CLuString const& strBase);
+CLuString strLuAbsolutePath(CLuString const& strPath, CLuString const& strBase);
 
 // ---------------------------------------------------------------------------
 // Files

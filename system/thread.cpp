@@ -17,7 +17,9 @@ void SleepNs(long nNs) {
 }
 
 // The nanosecond clock every wait uses.
-uint64_t n64NowNs() { return CLuTimer().n64TimeNs(); }
+uint64_t n64NowNs() {
+  return CLuTimer().n64TimeNs();
+}
 
 }  // namespace
 
@@ -37,8 +39,7 @@ void CLuMutex::ComputeDeadline(timeval const& tvNow, uint32_t nTimeoutMs,
                                timespec* pDeadline) {
   // The sum is 32-bit on purpose: this lock has always computed it that
   // way, and time-outs above 4,294,967 ms wrap to a short wait.
-  uint32_t nMicro =
-      nTimeoutMs * 1000u + static_cast<uint32_t>(tvNow.tv_usec);
+  uint32_t nMicro = nTimeoutMs * 1000u + static_cast<uint32_t>(tvNow.tv_usec);
   if (pDeadline == nullptr) return;
   pDeadline->tv_sec = tvNow.tv_sec + nMicro / 1000000u;
   pDeadline->tv_nsec = static_cast<long>(nMicro % 1000000u) * 1000;
@@ -140,7 +141,9 @@ bool CLuExclusiveWrite::bBeginWriting(uint32_t nTimeoutMs) {
   }
 }
 
-void CLuExclusiveWrite::EndWriting() { oWriteLock.Release(); }
+void CLuExclusiveWrite::EndWriting() {
+  oWriteLock.Release();
+}
 
 // ---------------------------------------------------------- CLuThreadGroup
 

@@ -22,14 +22,21 @@ uint64_t CLuTimer::n64TimeNs() const {
   return n64Micro * 1000u;
 }
 
-bool CLuTimer::bIsAccurate() const { return true; }
+bool CLuTimer::bIsAccurate() const {
+  return true;
+}
 
 // ----------------------------------------------------- CLuCorrectableTimer
 
 CLuCorrectableTimer::CLuCorrectableTimer()
     : n64DeviationNs(0), n64LastNs(0), poLock(new CLuMutex) {}
 
-CLuCorrectableTimer::~CLuCorrectableTimer() { delete poLock; }
+CLuCorrectableTimer::~CLuCorrectableTimer() {
+  // Cleared so that a late reading by another exit handler runs unlocked
+  // instead of touching a deleted lock.
+  delete poLock;
+  poLock = nullptr;
+}
 
 bool CLuCorrectableTimer::bLock() const {
   return poLock != nullptr && poLock->bAcquire(nLuWaitForever);
@@ -112,7 +119,9 @@ CLuTimeStatistics::CLuTimeStatistics(CLuString const& strName,
       nCount(0),
       nWriteIndex(0) {}
 
-CLuTimeStatistics::~CLuTimeStatistics() { delete[] pn64Samples; }
+CLuTimeStatistics::~CLuTimeStatistics() {
+  delete[] pn64Samples;
+}
 
 void CLuTimeStatistics::Add(uint64_t n64Ns) {
   bModified = true;
@@ -157,12 +166,24 @@ uint64_t CLuTimeStatistics::n64AverageNs() const {
   return n64Sum / nCount;
 }
 
-double CLuTimeStatistics::dMinimumMs() const { return n64MinimumNs() / 1e6; }
-double CLuTimeStatistics::dAverageMs() const { return n64AverageNs() / 1e6; }
-double CLuTimeStatistics::dMaximumMs() const { return n64MaximumNs() / 1e6; }
-double CLuTimeStatistics::dMinimumSec() const { return n64MinimumNs() / 1e9; }
-double CLuTimeStatistics::dAverageSec() const { return n64AverageNs() / 1e9; }
-double CLuTimeStatistics::dMaximumSec() const { return n64MaximumNs() / 1e9; }
+double CLuTimeStatistics::dMinimumMs() const {
+  return n64MinimumNs() / 1e6;
+}
+double CLuTimeStatistics::dAverageMs() const {
+  return n64AverageNs() / 1e6;
+}
+double CLuTimeStatistics::dMaximumMs() const {
+  return n64MaximumNs() / 1e6;
+}
+double CLuTimeStatistics::dMinimumSec() const {
+  return n64MinimumNs() / 1e9;
+}
+double CLuTimeStatistics::dAverageSec() const {
+  return n64AverageNs() / 1e9;
+}
+double CLuTimeStatistics::dMaximumSec() const {
+  return n64MaximumNs() / 1e9;
+}
 
 double CLuTimeStatistics::dSampleAtMs(uint32_t nIndex) const {
   if (nIndex >= nCount) return 0.0;

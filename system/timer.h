@@ -98,8 +98,7 @@ class CLuTimeStatistics {
   void Add(double dSeconds);
   // Any other integer type is a count of nanoseconds (so that Add(5) is not
   // ambiguous between the two forms above).
-  template <typename T,
-            typename = std::enable_if_t<std::is_integral<T>::value>>
+  template <typename T, typename = std::enable_if_t<std::is_integral<T>::value>>
   void Add(T nNs) {
     Add(static_cast<uint64_t>(nNs));
   }
