@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
   // The banner comes first on every run, usage errors included.
   puts("VELOMA DPX Time Code Patching Utility 1.0\n");
 
-  uint32_t const nArgs = poArgs->nGetArgCount();
+  uint32_t const nArgs = poArgs->nArgCount();
   if (nArgs < 2) {
     Usage();
     return -1;
@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
       bRateGiven = true;
     } else {
       tcWanted.Set(CLuTimeCode::tcFromString(strValue, dFps, false));
-      if (tcWanted.bIsInvalid()) {
+      if (tcWanted.bInvalid) {
         Usage();
         return -3;
       }

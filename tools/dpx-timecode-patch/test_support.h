@@ -75,7 +75,7 @@ struct SRun {
 // after nTimeoutSeconds so a hang fails the test instead of stalling it.
 // nFileSizeLimit > 0 caps the size of files it may write (writes past the
 // cap fail with EFBIG), to make header writes fail even for root.
-inline SRun Run(std::vector<std::string> const& astrArgs,
+inline SRun RunChronex(std::vector<std::string> const& astrArgs,
                 std::string const& strCwd = "", int nTimeoutSeconds = 60,
                 rlim_t nFileSizeLimit = 0) {
   SRun r;
