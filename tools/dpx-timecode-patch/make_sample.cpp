@@ -235,9 +235,14 @@ int main(int argc, char** argv) {
   }
   o.nStartFrames = ((nH * 60 + nM) * 60 + nS) * o.nFps + nF;
 
-  if (mkdir(o.strFolder.c_str(), 0755) != 0 && errno != EEXIST) {
-    perror(o.strFolder.c_str());
-    return 2;
+  // Creates the folder and any missing parents.
+  for (size_t nSlash = 1; nSlash != std::string::npos;) {
+    nSlash = o.strFolder.find('/', nSlash + 1);
+    std::string const strPart = o.strFolder.substr(0, nSlash);
+    if (mkdir(strPart.c_str(), 0755) != 0 && errno != EEXIST) {
+      perror(strPart.c_str());
+      return 2;
+    }
   }
   unsigned const nDigits =
       o.nFirst + o.nCount - 1 > 9999 ? 8 : 4;  // keep names one width
