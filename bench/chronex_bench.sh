@@ -46,16 +46,16 @@ run_case() {  # run_case NAME HEADER_TIMECODE
     strace -c -f -o "$work/$name.strace" "$chronex" \
       "$work/$name/plate.#.dpx" -f 24 -t 01:00:00:00 >/dev/null
     awk -v n="$frames" -v name="$name" '
-      $NF == "total" { total = $(NF-1) }
+      $NF == "total" { total = $4 }
       $1 ~ /^[0-9.]+$/ && NF >= 5 { calls[$NF] = $4 }
       END {
         printf "%-8s %8.2f system calls/frame (%d in all)\n", name, total / n, total
-        split("openat read write lseek close fadvise64 fcntl newfstatat statx getdents64", want, " ")
+        split("openat read write lseek close fadvise64 fcntl newfstatat statx stat lstat getdents64", want, " ")
         line = "         "
         for (i = 1; i in want; i++)
           if (want[i] in calls)
-            line = line sprintf(" %s %.2f", want[i], calls[want[i]] / n)
-        print line "  (per frame)"
+            line = line sprintf(" %s %.3g", want[i], calls[want[i]] / n)
+        print line "  (per frame; stdout writes included)"
       }' "$work/$name.strace"
   fi
 }
