@@ -20,7 +20,9 @@ std::string const& strScratchPath() {
     char sz[] = "/tmp/dpx_header_fuzz.XXXXXX";
     int const fd = mkstemp(sz);
     if (fd >= 0) close(fd);
-    return std::string(sz);
+    static std::string const strMade(sz);
+    atexit([] { unlink(strMade.c_str()); });
+    return strMade;
   }();
   return str;
 }
