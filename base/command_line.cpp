@@ -2,7 +2,9 @@
 
 CLuCommandLine::CLuCommandLine() {}
 
-CLuCommandLine::~CLuCommandLine() { DeleteAll(); }
+CLuCommandLine::~CLuCommandLine() {
+  DeleteAll();
+}
 
 CLuCommandLine* CLuCommandLine::poGlobal() {
   // A function-local static: the compiler guards its first-use creation, and
@@ -65,7 +67,9 @@ CLuString const& CLuCommandLine::strArg(unsigned int nIndex,
   return poArg != nullptr ? *poArg : strDefault;
 }
 
-uint32_t CLuCommandLine::nArgCount() const { return nGetCount(); }
+uint32_t CLuCommandLine::nArgCount() const {
+  return nGetCount();
+}
 
 void CLuCommandLine::RemoveArg(unsigned int nIndex) {
   if (nIndex >= nGetCount()) return;
@@ -74,7 +78,9 @@ void CLuCommandLine::RemoveArg(unsigned int nIndex) {
   delete poRemoveAt(pos);
 }
 
-CLuString CLuCommandLine::strCommandLine() const { return strJoin(0); }
+CLuString CLuCommandLine::strCommandLine() const {
+  return strJoin(0);
+}
 
 CLuString CLuCommandLine::strCommandLineWithoutApp() const {
   return strJoin(1);

@@ -65,8 +65,8 @@ CLuError::CLuError(CLuError* poSubError, CLuString const& strText,
 }
 
 CLuError::CLuError(CLuString const& strText, CLuString const& strFile,
-                   uint32_t nLine, uint32_t nColumn,
-                   ELuErrorSeverity eSeverity, CLuString const& strWarningID)
+                   uint32_t nLine, uint32_t nColumn, ELuErrorSeverity eSeverity,
+                   CLuString const& strWarningID)
     : m_nLine(nLine),
       m_nColumn(nColumn),
       m_eSeverity(eSeverity),
@@ -99,15 +99,25 @@ CLuError& CLuError::operator=(CLuError const& oOther) {
   return *this;
 }
 
-CLuError::~CLuError() { DeleteSubErrors(); }
+CLuError::~CLuError() {
+  DeleteSubErrors();
+}
 
-CLuString CLuError::strErrorText() const { return m_strErrorText; }
+CLuString CLuError::strErrorText() const {
+  return m_strErrorText;
+}
 
-CLuString CLuError::strAssociatedFile() const { return m_strAssociatedFile; }
+CLuString CLuError::strAssociatedFile() const {
+  return m_strAssociatedFile;
+}
 
-uint32_t CLuError::nFileLineNumber() const { return m_nLine; }
+uint32_t CLuError::nFileLineNumber() const {
+  return m_nLine;
+}
 
-uint32_t CLuError::nFileColumnNumber() const { return m_nColumn; }
+uint32_t CLuError::nFileColumnNumber() const {
+  return m_nColumn;
+}
 
 ELuErrorSeverity CLuError::eSeverity() const {
   ELuErrorSeverity eWorst = m_eSeverity;
@@ -235,7 +245,9 @@ CLuString CLuError::strAsPlainText(uint32_t nIndent, bool bNested) const {
   return strResult;
 }
 
-CLuError* CLuError::poDuplicate() const { return new CLuError(*this); }
+CLuError* CLuError::poDuplicate() const {
+  return new CLuError(*this);
+}
 
 CLuString CLuError::strWarningID() const {
   CLuString strResult;

@@ -18,8 +18,9 @@
 
 // Severity of an error. The values are fixed; the rendering word of each is
 // part of the output contract. Any value above 3 renders as
-// "Internal Unexpected Error".
-enum ELuErrorSeverity {
+// "Internal Unexpected Error"; the int base type makes such values valid
+// enumeration values.
+enum ELuErrorSeverity : int {
   eInformation = 0,              // "Information"
   eWarning = 1,                  // "Warning"
   eError = 2,                    // "Error"
@@ -40,9 +41,8 @@ class CLuError {
            CLuString const& strWarningID = CLuString());
   // All fields: text, file path, line and column (0 = unknown), severity and
   // warning identifier; no sub-errors.
-  CLuError(CLuString const& strText, CLuString const& strFile,
-           uint32_t nLine, uint32_t nColumn,
-           ELuErrorSeverity eSeverity = eError,
+  CLuError(CLuString const& strText, CLuString const& strFile, uint32_t nLine,
+           uint32_t nColumn, ELuErrorSeverity eSeverity = eError,
            CLuString const& strWarningID = CLuString());
   // All fields, then takes ownership of poSubError (null adds nothing).
   CLuError(CLuError* poSubError, CLuString const& strText,

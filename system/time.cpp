@@ -6,7 +6,7 @@
 
 namespace {
 
-// Separators of the text forms and the white space trimmed before parsing.
+// White space trimmed from both ends of a text before it is parsed.
 char const* const kWhiteSpace = "\n\t \r";
 
 // The broken-down fields a failed conversion reads as: year 0 (tm_year
@@ -41,8 +41,8 @@ CLuString strFormatTime(long iSeconds, char const* pszFormat, bool bUTC) {
       iSeconds != -1 && (bUTC ? gmtime_r(&t, &tmFields) != nullptr
                               : localtime_r(&t, &tmFields) != nullptr);
   char szBuffer[64];
-  if (!bConverted || std::strftime(szBuffer, sizeof(szBuffer), pszFormat,
-                                   &tmFields) == 0) {
+  if (!bConverted ||
+      std::strftime(szBuffer, sizeof(szBuffer), pszFormat, &tmFields) == 0) {
     strResult = "Invalid";
   } else {
     strResult = szBuffer;
@@ -93,6 +93,47 @@ bool bNextNumber(CLuString* pstrText, char const* pszSeparators,
   return strToken.bToUINT(pnValue, nMin, nMax);
 }
 
+// The common step of the field setters: local fields of the value (no guard
+// against the invalid value; the defaults only if the conversion fails), one
+// field replaced, mktime back. -1 when the field does not fit or mktime
+// fails.
+enum EField {
+  eFieldYear,
+  eFieldMonth,
+  eFieldDay,
+  eFieldHour,
+  eFieldMinute,
+  eFieldSecond
+};
+
+long iReplaceField(long iSeconds, EField eField, unsigned int nValue) {
+  struct tm tmFields;
+  time_t const t = static_cast<time_t>(iSeconds);
+  if (localtime_r(&t, &tmFields) == nullptr) tmFields = tmDefaults();
+  bool bFits = false;
+  switch (eField) {
+    case eFieldYear:
+      bFits = bSetField(&tmFields.tm_year, int64_t{nValue} - 1900);
+      break;
+    case eFieldMonth:
+      bFits = bSetField(&tmFields.tm_mon, int64_t{nValue} - 1);
+      break;
+    case eFieldDay:
+      bFits = bSetField(&tmFields.tm_mday, nValue);
+      break;
+    case eFieldHour:
+      bFits = bSetField(&tmFields.tm_hour, nValue);
+      break;
+    case eFieldMinute:
+      bFits = bSetField(&tmFields.tm_min, nValue);
+      break;
+    case eFieldSecond:
+      bFits = bSetField(&tmFields.tm_sec, nValue);
+      break;
+  }
+  return bFits ? iMakeTime(tmFields) : -1;
+}
+
 }  // namespace
 
 CLuTime::CLuTime() : m_iSeconds(static_cast<long>(std::time(nullptr))) {}
@@ -100,8 +141,7 @@ CLuTime::CLuTime() : m_iSeconds(static_cast<long>(std::time(nullptr))) {}
 CLuTime::CLuTime(long const& iSeconds) : m_iSeconds(iSeconds) {}
 
 CLuTime::CLuTime(unsigned int nYear, unsigned int nMonth, unsigned int nDay,
-                 unsigned int nHour, unsigned int nMinute,
-                 unsigned int nSecond)
+                 unsigned int nHour, unsigned int nMinute, unsigned int nSecond)
     : m_iSeconds(-1) {
   struct tm tmFields;
   std::memset(&tmFields, 0, sizeof(tmFields));
@@ -115,11 +155,17 @@ CLuTime::CLuTime(unsigned int nYear, unsigned int nMonth, unsigned int nDay,
   }
 }
 
-CLuTime CLuTime::timCurrent() { return CLuTime(); }
+CLuTime CLuTime::timCurrent() {
+  return CLuTime();
+}
 
-long CLuTime::iGetSeconds() const { return m_iSeconds; }
+long CLuTime::iGetSeconds() const {
+  return m_iSeconds;
+}
 
-bool CLuTime::bIsValid() const { return m_iSeconds != -1; }
+bool CLuTime::bIsValid() const {
+  return m_iSeconds != -1;
+}
 
 uint32_t CLuTime::nYear() const {
   return static_cast<uint32_t>(tmLocalFields(m_iSeconds).tm_year + 1900);
@@ -157,45 +203,6 @@ uint32_t CLuTime::nQuarter() const {
   if (!bIsValid()) return 1;
   return (nMonth() + 2) / 3;
 }
-
-namespace {
-
-// The common step of the field setters: local fields of the value (no guard
-// against the invalid value; the defaults only if the conversion fails), one
-// field replaced, mktime back. -1 when the field does not fit or mktime
-// fails.
-enum EField { eFieldYear, eFieldMonth, eFieldDay, eFieldHour, eFieldMinute,
-              eFieldSecond };
-
-long iReplaceField(long iSeconds, EField eField, unsigned int nValue) {
-  struct tm tmFields;
-  time_t const t = static_cast<time_t>(iSeconds);
-  if (localtime_r(&t, &tmFields) == nullptr) tmFields = tmDefaults();
-  bool bFits = false;
-  switch (eField) {
-    case eFieldYear:
-      bFits = bSetField(&tmFields.tm_year, int64_t{nValue} - 1900);
-      break;
-    case eFieldMonth:
-      bFits = bSetField(&tmFields.tm_mon, int64_t{nValue} - 1);
-      break;
-    case eFieldDay:
-      bFits = bSetField(&tmFields.tm_mday, nValue);
-      break;
-    case eFieldHour:
-      bFits = bSetField(&tmFields.tm_hour, nValue);
-      break;
-    case eFieldMinute:
-      bFits = bSetField(&tmFields.tm_min, nValue);
-      break;
-    case eFieldSecond:
-      bFits = bSetField(&tmFields.tm_sec, nValue);
-      break;
-  }
-  return bFits ? iMakeTime(tmFields) : -1;
-}
-
-}  // namespace
 
 long CLuTime::SetYear(unsigned int nYear) {
   return m_iSeconds = iReplaceField(m_iSeconds, eFieldYear, nYear);

@@ -50,12 +50,12 @@ class CLuTime {
 
   // Local fields. When the value is invalid, or the conversion to local time
   // fails, they read year 0, month 1, day 1 and 0 for everything else.
-  uint32_t nYear() const;    // full year
-  uint32_t nMonth() const;   // 1-12
-  uint32_t nDay() const;     // 1-31
-  uint32_t nHour() const;    // 0-23
-  uint32_t nMinute() const;  // 0-59
-  uint32_t nSecond() const;  // 0-60 (60 only on a leap second)
+  uint32_t nYear() const;           // full year
+  uint32_t nMonth() const;          // 1-12
+  uint32_t nDay() const;            // 1-31
+  uint32_t nHour() const;           // 0-23
+  uint32_t nMinute() const;         // 0-59
+  uint32_t nSecond() const;         // 0-60 (60 only on a leap second)
   ELuDayOfWeek eDayOfWeek() const;  // eSunday (0) .. eSaturday (6)
   uint32_t nDayOfYear() const;      // 0-based: 1 January is 0
   // 1 for the invalid value, else (nMonth() + 2) / 3, i.e. 1-4.
