@@ -138,8 +138,9 @@ extern int g_iLuProfilingLinkAnchor;
 int g_iLuProfilingLinkAnchor = 0;
 }
 
-CLuCodeLocation* CLuProfilingManager::poNewCodeLocation(
-    char const* pszFile, char const* pszFunction, int iLine) {
+CLuCodeLocation* CLuProfilingManager::poNewCodeLocation(char const* pszFile,
+                                                        char const* pszFunction,
+                                                        int iLine) {
   Lock(m_poCodeLocationLock);
   CLuCodeLocation* poLocation =
       new CLuCodeLocation(pszFile, pszFunction, iLine);

@@ -75,8 +75,8 @@ TEST(ProfilingRecord, FixedPartIs28BytesWithTheCountInTheSecondByte) {
   unsigned char const abyStart[8] = {6, 0, 0, 0, 3, 0, 0, 0};
   EXPECT_EQ(0, memcmp(abyStart, pby + 12, 8));
   // The first entry starts right after the fixed part.
-  EXPECT_EQ(pby + 28, reinterpret_cast<unsigned char const*>(
-                          &oInterval.aEntries[0]));
+  EXPECT_EQ(pby + 28,
+            reinterpret_cast<unsigned char const*>(&oInterval.aEntries[0]));
   EXPECT_EQ(28u + 255 * 12u, oMakeInterval(0, 255).nGetSize());
 }
 
