@@ -1,1 +1,526 @@
-// placeholder: filled in by its owner
+#include "base/heap.h"
+
+#include <malloc.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+// The one include from outside base/: the heap's lock is the framework's
+// recursive CLuMutex, which never allocates. The header keeps only raw
+// storage for it (see base/heap.h).
+#include "system/thread.h"
+
+SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
+
+namespace {
+
+// Requests larger than this behave like this in the 32-bit bookkeeping
+// (every limit is below 4 GiB); clamping keeps the 64-bit sums exact.
+constexpr uint64_t kLargestRequest = uint64_t(1) << 40;
+
+uint32_t nSaturate32(uint64_t n) {
+  return n > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(n);
+}
+
+uint32_t nLower(uint32_t n, uint32_t nBy) {
+  return n > nBy ? n - nBy : 0;
+}
+
+// Consumes one simulated failure of the test seam, if one is left, and
+// notes whether the global heap's mutex is held at that moment.
+__attribute__((noinline, cold)) bool bSimulatedFailure() {
+  uint32_t n = g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed);
+  while (n != 0 && !g_oLuHeapTestSeam.nFailuresLeft.compare_exchange_weak(
+                       n, n - 1, std::memory_order_relaxed)) {
+  }
+  if (n == 0) return false;
+  CLuHeap* poHeap = poLuGlobalHeap();
+  g_oLuHeapTestSeam.nLockCountAtFailure.store(
+      poHeap ? poHeap->poGetMutex()->nGetCount() : 0,
+      std::memory_order_relaxed);
+  return true;
+}
+
+// The system allocator as the heap sees it. The seam test is the only cost
+// over a bare malloc: one load and one branch predicted not taken.
+inline __attribute__((always_inline)) void* pSystemAlloc(size_t nSize) {
+  if (__builtin_expect(
+          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
+          0) &&
+      bSimulatedFailure())
+    return nullptr;
+  return malloc(nSize);
+}
+
+// Aligned system allocation, released with free like malloc's. The
+// alignment is raised to the pointer size, the least posix_memalign takes.
+inline void* pSystemAllocAligned(size_t nSize, size_t nAlignment) {
+  if (__builtin_expect(
+          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
+          0) &&
+      bSimulatedFailure())
+    return nullptr;
+  if (nAlignment < sizeof(void*)) nAlignment = sizeof(void*);
+  void* p = nullptr;
+  return posix_memalign(&p, nAlignment, nSize) == 0 ? p : nullptr;
+}
+
+// Holds the heap's mutex for one operation and releases it when the
+// operation ends, also by an exception. Waits for ever; if the lock cannot
+// be had the operation goes on without it.
+class CHeapLock {
+ public:
+  explicit CHeapLock(CLuHeap const& oHeap)
+      : m_poMutex(oHeap.poGetMutex()),
+        m_bHeld(m_poMutex->bAcquire(nLuWaitForever)) {
+    g_oLuHeapTestSeam.nLocksTaken.fetch_add(1, std::memory_order_relaxed);
+  }
+  ~CHeapLock() {
+    if (m_bHeld) m_poMutex->Release();
+  }
+  CHeapLock(CHeapLock const&) = delete;
+  CHeapLock& operator=(CHeapLock const&) = delete;
+
+ private:
+  CLuMutex* m_poMutex;
+  bool m_bHeld;
+};
+
+// The retry loop shared by pInternalAlloc and pInternalAllocAligned;
+// nAlignment 0 means plain malloc.
+void* pAllocateWithRetries(CLuHeap& oHeap, size_t nSize, size_t nAlignment,
+                           bool bSkipFirstTry) {
+  auto pTry = [&]() {
+    return nAlignment ? pSystemAllocAligned(nSize, nAlignment)
+                      : pSystemAlloc(nSize);
+  };
+  void* p = nullptr;
+  if (!bSkipFirstTry) {
+    p = pTry();
+    if (p) return p;
+  }
+  for (int i = 0; i < CLuHeap::kRetries && p == nullptr; ++i) {
+    oHeap.DeleteBlocksAboveLimit(nSize, true);
+    p = pTry();
+  }
+  return p;
+}
+
+// The process-wide heap. init_priority(101) is the earliest a program may
+// ask for, so it is built before every ordinary static object (which may
+// already allocate) and, registered first, destroyed after all of them.
+bool s_bGlobalHeapAlive = false;
+
+class CGlobalHeap : public CLuHeap {
+ public:
+  CGlobalHeap() { s_bGlobalHeapAlive = true; }
+  ~CGlobalHeap() override { s_bGlobalHeapAlive = false; }
+};
+
+CGlobalHeap g_oGlobalHeap __attribute__((init_priority(101)));
+
+// The failure path of the global operators: the system allocator said no
+// once, so make room under the heap's mutex and try again. Outside the
+// global heap's lifetime there is nothing to make room with.
+__attribute__((noinline, cold)) void* pAllocateAfterFailure(size_t nSize,
+                                                            size_t nAlignment) {
+  CLuHeap* poHeap = poLuGlobalHeap();
+  if (poHeap == nullptr) return nullptr;
+  CHeapLock oLock(*poHeap);
+  return nAlignment ? poHeap->pInternalAllocAligned(nSize, nAlignment, true)
+                    : poHeap->pInternalAlloc(nSize, true);
+}
+
+inline __attribute__((always_inline)) void* pAllocate(size_t nSize) {
+  void* p = pSystemAlloc(nSize);
+  if (__builtin_expect(p != nullptr, 1)) return p;
+  return pAllocateAfterFailure(nSize, 0);
+}
+
+inline void* pAllocateAligned(size_t nSize, std::align_val_t eAlignment) {
+  size_t nAlignment = static_cast<size_t>(eAlignment);
+  void* p = pSystemAllocAligned(nSize, nAlignment);
+  if (__builtin_expect(p != nullptr, 1)) return p;
+  return pAllocateAfterFailure(nSize, nAlignment);
+}
+
+}  // namespace
+
+CLuHeap* poLuGlobalHeap() {
+  return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
+}
+
+// ------------------------------------------------------ global operators
+// Every form may return null (see base/heap.h); every release is free.
+// They are never inlined, not even into this file: a memory checker that
+// puts its own operators in their place (valgrind does so for every
+// exported allocator) must see every allocation and release go through the
+// same pair, or it reports a mismatch.
+#define LU_OPERATOR __attribute__((noinline))
+
+LU_OPERATOR void* operator new(std::size_t nSize) {
+  return pAllocate(nSize);
+}
+LU_OPERATOR void* operator new[](std::size_t nSize) {
+  return pAllocate(nSize);
+}
+LU_OPERATOR void* operator new(std::size_t nSize,
+                               std::nothrow_t const&) noexcept {
+  return pAllocate(nSize);
+}
+LU_OPERATOR void* operator new[](std::size_t nSize,
+                                 std::nothrow_t const&) noexcept {
+  return pAllocate(nSize);
+}
+LU_OPERATOR void* operator new(std::size_t nSize, std::align_val_t eAlignment) {
+  return pAllocateAligned(nSize, eAlignment);
+}
+LU_OPERATOR void* operator new[](std::size_t nSize,
+                                 std::align_val_t eAlignment) {
+  return pAllocateAligned(nSize, eAlignment);
+}
+LU_OPERATOR void* operator new(std::size_t nSize, std::align_val_t eAlignment,
+                               std::nothrow_t const&) noexcept {
+  return pAllocateAligned(nSize, eAlignment);
+}
+LU_OPERATOR void* operator new[](std::size_t nSize, std::align_val_t eAlignment,
+                                 std::nothrow_t const&) noexcept {
+  return pAllocateAligned(nSize, eAlignment);
+}
+
+LU_OPERATOR void operator delete(void* p) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete(void* p, std::size_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p, std::size_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete(void* p, std::nothrow_t const&) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p, std::nothrow_t const&) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete(void* p, std::align_val_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p, std::align_val_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete(void* p, std::size_t,
+                                 std::align_val_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p, std::size_t,
+                                   std::align_val_t) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete(void* p, std::align_val_t,
+                                 std::nothrow_t const&) noexcept {
+  free(p);
+}
+LU_OPERATOR void operator delete[](void* p, std::align_val_t,
+                                   std::nothrow_t const&) noexcept {
+  free(p);
+}
+
+// ---------------------------------------------------------------- CBlock
+
+CLuHeap::CBlock::CBlock(uint32_t nBlockSize, void* pRawAllocation)
+    : nSize(nBlockSize),
+      pRaw(pRawAllocation),
+      pUser(reinterpret_cast<void*>(
+          (reinterpret_cast<uintptr_t>(pRawAllocation) + 67) &
+          ~static_cast<uintptr_t>(63))),
+      posInUse(nullptr) {
+  // The back-pointer word: pointer-sized on this platform.
+  static_assert(alignof(std::max_align_t) >= sizeof(CBlock*),
+                "the back-pointer word must fit in front of the user pointer");
+  CBlock* poThis = this;
+  memcpy(static_cast<char*>(pUser) - sizeof(CBlock*), &poThis, sizeof poThis);
+}
+
+CLuHeap::CBlock::~CBlock() {
+  free(pRaw);
+}
+
+CLuHeap::CBlock* CLuHeap::CBlock::poFromUserPointer(void const* pUserPointer) {
+  if (pUserPointer == nullptr) return nullptr;
+  CBlock* po = nullptr;
+  memcpy(&po, static_cast<char const*>(pUserPointer) - sizeof(CBlock*),
+         sizeof po);
+  return po;
+}
+
+uint32_t CLuHeap::CBlock::nGetUsableBytes() const {
+  return nSize - static_cast<uint32_t>(static_cast<char const*>(pUser) -
+                                       static_cast<char const*>(pRaw));
+}
+
+// ---------------------------------------------------------------- CLuHeap
+
+CLuHeap::CLuHeap()
+    : m_nBlockBudget(0),
+      m_nAllocationLimit(0xFFFFFFFFu),
+      m_nBytesInUse(0),
+      m_nBytesInFreeBlocks(0),
+      m_nReserved(0),
+      m_bReuse(true),
+      m_oFreeLists(128, 128),
+      m_oLargeAllocators(128, 128) {
+  static_assert(sizeof(CLuMutex) <= kMutexStorageBytes,
+                "the heap's mutex storage is too small");
+  static_assert(alignof(CLuMutex) <= 16, "the heap's mutex is over-aligned");
+  new (m_abyMutex) CLuMutex;
+}
+
+CLuHeap::~CLuHeap() {
+  while (m_oFreeLists.nGetCount() != 0)
+    DeleteList(m_oFreeLists.poGetAt(m_oFreeLists.nGetCount() - 1));
+  poGetMutex()->~CLuMutex();
+}
+
+CLuMutex* CLuHeap::poGetMutex() const {
+  return std::launder(reinterpret_cast<CLuMutex*>(m_abyMutex));
+}
+
+void* CLuHeap::pInternalAlloc(size_t nSize, bool bSkipFirstTry) {
+  return pAllocateWithRetries(*this, nSize, 0, bSkipFirstTry);
+}
+
+void* CLuHeap::pInternalAllocAligned(size_t nSize, size_t nAlignment,
+                                     bool bSkipFirstTry) {
+  return pAllocateWithRetries(*this, nSize, nAlignment ? nAlignment : 1,
+                              bSkipFirstTry);
+}
+
+int32_t CLuHeap::ipAllocatedSystem() {
+  // Stands in for the size in use of the default allocation zone.
+  struct mallinfo2 oInfo = mallinfo2();
+  uint64_t n = static_cast<uint64_t>(oInfo.uordblks) + oInfo.hblkhd;
+  return n > INT32_MAX ? INT32_MAX : static_cast<int32_t>(n);
+}
+
+void CLuHeap::DeleteBlocksAboveLimit(size_t nExtra, bool bRecompute) {
+  uint64_t nWanted = nExtra < kLargestRequest ? nExtra : kLargestRequest;
+  uint64_t nInBlocks = uint64_t(m_nBytesInUse) + m_nBytesInFreeBlocks;
+  uint64_t nSystem = static_cast<uint64_t>(ipAllocatedSystem());
+  uint64_t nTotal = nSystem > nInBlocks ? nSystem : nInBlocks;
+  uint64_t nOutside = nTotal - nInBlocks;  // held outside the cache
+
+  // What the process holds now becomes the ceiling when asked to recompute.
+  if (bRecompute) m_nAllocationLimit = nSaturate32(nTotal);
+  int64_t iRoom = int64_t(m_nAllocationLimit) - int64_t(m_nBlockBudget);
+  if (bRecompute ||
+      (int64_t(nOutside) > iRoom && int64_t(m_nAllocationLimit) > iRoom)) {
+    uint64_t nLimit = m_nAllocationLimit;
+    m_nBlockBudget =
+        static_cast<uint32_t>(nLimit - (nOutside < nLimit ? nOutside : nLimit));
+  }
+
+  if (nInBlocks + nWanted <= m_nBlockBudget) return;
+  DeleteFreeBlocks(nInBlocks + nWanted - m_nBlockBudget);
+  if (m_oFreeLists.nGetCount() != 0) return;
+
+  uint64_t nSum = nWanted + nOutside + m_nBytesInUse;
+  if (nSum <= m_nAllocationLimit) return;
+  uint64_t nExcess = nSum - m_nAllocationLimit;
+  // Blocks that large allocators release now must really go.
+  bool bReuseBefore = m_bReuse;
+  m_bReuse = false;
+  for (uint32_t i = 0; nExcess != 0 && i < m_oLargeAllocators.nGetCount();
+       ++i) {
+    CLargeAllocator* po = m_oLargeAllocators.poGetAt(i);
+    if (po == nullptr) continue;
+    uint32_t nInUseBefore = m_nBytesInUse;
+    po->ReleaseMemory(nSaturate32(nExcess));
+    uint64_t nFell = nInUseBefore > m_nBytesInUse
+                         ? uint64_t(nInUseBefore - m_nBytesInUse)
+                         : 0;
+    nExcess -= nFell < nExcess ? nFell : nExcess;
+  }
+  m_bReuse = bReuseBefore;
+}
+
+void CLuHeap::DeleteFreeBlocks(uint64_t nNeed) {
+  uint32_t nLists = m_oFreeLists.nGetCount();
+  bool bCleared = false;
+  for (uint32_t i = 0; i < nLists && nNeed != 0; ++i) {
+    CBlockList* poList = m_oFreeLists.poGetAt(i);
+    while (nNeed != 0 && !poList->bIsEmpty()) {
+      CBlock* poBlock = poList->poRemoveHead();
+      m_nBytesInFreeBlocks = nLower(m_nBytesInFreeBlocks, poBlock->nSize);
+      nNeed -= poBlock->nSize < nNeed ? poBlock->nSize : nNeed;
+      delete poBlock;
+    }
+    if (poList->bIsEmpty()) {
+      delete poList;
+      m_oFreeLists.bSetAt(i, nullptr);
+      bCleared = true;
+    }
+  }
+  if (!bCleared) return;
+  // Compact: drop the cleared slots, keep the order.
+  uint32_t nKept = 0;
+  for (uint32_t i = 0; i < nLists; ++i) {
+    CBlockList* poList = m_oFreeLists.poGetAt(i);
+    if (poList) m_oFreeLists.bSetAt(nKept++, poList);
+  }
+  while (m_oFreeLists.nGetCount() > nKept)
+    m_oFreeLists.poRemoveAt(m_oFreeLists.nGetCount() - 1);
+}
+
+void* CLuHeap::pReallocate(void* pUser, size_t nSize, bool bKeepContents) {
+  CHeapLock oLock(*this);
+  CBlock* poOld = CBlock::poFromUserPointer(pUser);
+  if (nSize == 0) {
+    FreeBlock(poOld);
+    return nullptr;
+  }
+  if (nSize > UINT32_MAX - kBlockOverhead) return nullptr;
+  if (poOld && !bKeepContents) {
+    FreeBlock(poOld);
+    poOld = nullptr;
+  }
+
+  uint32_t nNeeded = static_cast<uint32_t>(nSize) + kBlockOverhead;
+  CBlock* poBlock = nullptr;
+  CBlockList* poList = poGetListForSize(nNeeded, false);
+  if (poList) {
+    for (SLuPosition* pos = poList->posGetHead(); pos;
+         pos = CBlockList::posGetNext(pos)) {
+      if (CBlockList::poGetAt(pos)->nSize >= nNeeded) {
+        poBlock = poList->poRemoveAt(pos);
+        m_nBytesInFreeBlocks = nLower(m_nBytesInFreeBlocks, poBlock->nSize);
+        break;
+      }
+    }
+    if (poList->bIsEmpty()) DeleteList(poList);
+  }
+  if (poBlock == nullptr) {
+    DeleteBlocksAboveLimit(nNeeded, false);
+    void* pRaw = pInternalAlloc(nNeeded, false);
+    if (pRaw == nullptr) return nullptr;
+    poBlock = new CBlock(nNeeded, pRaw);
+    if (poBlock == nullptr) {
+      free(pRaw);
+      return nullptr;
+    }
+  }
+
+  // A block that could not be listed is not counted; FreeBlock destroys it.
+  poBlock->posInUse = m_oBlocksInUse.posAddTail(poBlock);
+  if (poBlock->posInUse) m_nBytesInUse += poBlock->nSize;
+
+  if (poOld) {
+    // Copy no further than the end of the old raw allocation.
+    uint32_t nUsable = poOld->nGetUsableBytes();
+    memcpy(poBlock->pUser, poOld->pUser, nSize < nUsable ? nSize : nUsable);
+    FreeBlock(poOld);
+  }
+  return poBlock->pUser;
+}
+
+void CLuHeap::FreeBlock(CBlock* poBlock) {
+  if (poBlock == nullptr) return;
+  bool bListed = poBlock->posInUse != nullptr;
+  if (bListed) {
+    m_oBlocksInUse.poRemoveAt(poBlock->posInUse);
+    poBlock->posInUse = nullptr;
+    m_nBytesInUse = nLower(m_nBytesInUse, poBlock->nSize);
+  }
+  if (bListed && m_bReuse) {
+    CBlockList* poList = poGetListForSize(poBlock->nSize, true);
+    if (poList && poList->posAddTail(poBlock)) {
+      m_nBytesInFreeBlocks += poBlock->nSize;
+      DeleteBlocksAboveLimit(0, false);
+      return;
+    }
+    if (poList && poList->bIsEmpty()) DeleteList(poList);
+  }
+  delete poBlock;
+}
+
+uint32_t CLuHeap::nFindBlockList(uint32_t nSizeClass) const {
+  uint32_t nLow = 0;
+  uint32_t nHigh = m_oFreeLists.nGetCount();
+  while (nLow < nHigh) {
+    uint32_t nMiddle = nLow + (nHigh - nLow) / 2;
+    if (m_oFreeLists.poGetAt(nMiddle)->nSizeClass < nSizeClass)
+      nLow = nMiddle + 1;
+    else
+      nHigh = nMiddle;
+  }
+  return nLow;
+}
+
+CLuHeap::CBlockList* CLuHeap::poGetListForSize(uint32_t nSize, bool bCreate) {
+  uint32_t nClass = nSize & ~(kSizeClassBytes - 1);
+  uint32_t i = nFindBlockList(nClass);
+  CBlockList* poList = m_oFreeLists.poGetAt(i);
+  if (poList && poList->nSizeClass == nClass) return poList;
+  if (!bCreate) return nullptr;
+  poList = new CBlockList(nClass);
+  if (poList == nullptr) return nullptr;
+  if (!m_oFreeLists.bInsertAt(i, poList)) {
+    delete poList;
+    return nullptr;
+  }
+  return poList;
+}
+
+void CLuHeap::DeleteList(CBlockList* poList) {
+  int32_t i = m_oFreeLists.iFind(poList);
+  if (poList == nullptr || i < 0) return;
+  m_oFreeLists.poRemoveAt(static_cast<uint32_t>(i));
+  while (!poList->bIsEmpty()) {
+    CBlock* poBlock = poList->poRemoveHead();
+    m_nBytesInFreeBlocks = nLower(m_nBytesInFreeBlocks, poBlock->nSize);
+    delete poBlock;
+  }
+  delete poList;
+}
+
+bool CLuHeap::bCanAllocateLargeBlock(size_t nSize) const {
+  uint64_t nNeeded =
+      (nSize < kLargestRequest ? nSize : kLargestRequest) + kBlockOverhead;
+  return nNeeded + static_cast<uint64_t>(ipAllocatedSystem()) <=
+             m_nAllocationLimit &&
+         nNeeded + m_nBytesInUse <= m_nBlockBudget;
+}
+
+void CLuHeap::AllocateOnlyUpTo(uint32_t nBytes) {
+  CHeapLock oLock(*this);
+  bool bLowered = nBytes < m_nAllocationLimit;
+  m_nAllocationLimit = nBytes;
+  if (nBytes < m_nBlockBudget) m_nBlockBudget = nBytes;
+  if (bLowered) DeleteBlocksAboveLimit(0, false);
+}
+
+void CLuHeap::ReuseFreeBlocksUpTo(uint32_t nBytes) {
+  CHeapLock oLock(*this);
+  uint32_t nBefore = m_nBlockBudget;
+  m_nBlockBudget = nBytes < m_nAllocationLimit ? nBytes : m_nAllocationLimit;
+  if (m_nBlockBudget < nBefore) DeleteBlocksAboveLimit(0, false);
+}
+
+void CLuHeap::AddLargeAllocator(CLargeAllocator* poAllocator) {
+  if (poAllocator == nullptr) return;
+  CHeapLock oLock(*this);
+  m_oLargeAllocators.Add(poAllocator);
+  m_oLargeAllocators.Sort(CLuCompactArray<CLargeAllocator>::iCompareDescending);
+}
+
+void CLuHeap::RemoveLargeAllocator(CLargeAllocator* poAllocator) {
+  CHeapLock oLock(*this);
+  int32_t i = m_oLargeAllocators.iFind(poAllocator);
+  if (poAllocator == nullptr || i < 0) return;
+  m_oLargeAllocators.poRemoveAt(static_cast<uint32_t>(i));
+  m_oLargeAllocators.Sort(CLuCompactArray<CLargeAllocator>::iCompareDescending);
+}

@@ -1,1 +1,196 @@
-// placeholder: filled in by its owner
+#include "logging/log_file.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Keeps what the log hands to Output.
+class CCapture : public CLuLog {
+ public:
+  void Output(CLuString const& strText) override {
+    m_vLines.push_back(strText.pszGetString());
+  }
+  std::vector<std::string> m_vLines;
+};
+
+// Regex of a literal text in which "{D}" stands for a date and "{T}" for a
+// time of day (their digits cannot be predicted).
+std::string Pattern(std::string const& strTemplate) {
+  std::string strResult;
+  for (size_t i = 0; i < strTemplate.size(); ++i) {
+    if (strTemplate.compare(i, 3, "{D}") == 0) {
+      strResult += "\\d{4}-\\d\\d-\\d\\d";
+      i += 2;
+    } else if (strTemplate.compare(i, 3, "{T}") == 0) {
+      strResult += "\\d\\d:\\d\\d:\\d\\d";
+      i += 2;
+    } else {
+      if (strchr("\\^$.|?*+()[]{}", strTemplate[i])) strResult += '\\';
+      strResult += strTemplate[i];
+    }
+  }
+  return strResult;
+}
+
+bool bMatches(std::string const& strText, std::string const& strTemplate) {
+  return std::regex_match(strText, std::regex(Pattern(strTemplate)));
+}
+
+std::string ReadFile(std::string const& strPath) {
+  std::ifstream oFile(strPath, std::ios::binary);
+  std::stringstream oStream;
+  oStream << oFile.rdbuf();
+  return oStream.str();
+}
+
+// A new file's header, its empty line and first line, without system
+// information.
+std::string const kHeader =
+    "{D} [4745.84.Z800.2010-07-20]\n\n{T} [LuLog]           LogFile "
+    "initialized\n";
+// What closing appends.
+char const kClosing[] = "{T} [LuLog]           Closing log file\n\n{D}\n";
+
+class LuLogFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char szTemplate[] = "/tmp/lu_log_XXXXXX";
+    ASSERT_NE(mkdtemp(szTemplate), nullptr);
+    m_strDir = szTemplate;
+    m_strPath = m_strDir + "/run.log";
+  }
+  void TearDown() override {
+    std::string const strCommand = "rm -rf '" + m_strDir + "'";
+    EXPECT_EQ(system(strCommand.c_str()), 0);
+  }
+  std::string m_strDir;
+  std::string m_strPath;
+};
+
+}  // namespace
+
+TEST(LuLog, CutsAndPadsTheCategoryAndEndsEveryLineOnce) {
+  struct {
+    char const* pszCategory;
+    char const* pszMessage;
+    char const* pszLine;
+  } const aCases[] = {
+      {"LuLog", "x=5", "{T} [LuLog]           x=5\n"},
+      {"ABCDEFGHIJKLMNOPQR", "m", "{T} [ABCDEFGHIJKLMNO] m\n"},
+      {"ABCDEFGHIJKLMNO", "m", "{T} [ABCDEFGHIJKLMNO] m\n"},
+      {"", "", "{T} []                \n"},
+      {"Cat", "ends\n", "{T} [Cat]             ends\n"},
+      {"Cat", "two\n\n", "{T} [Cat]             two\n\n"},
+      {"Cat", "a\nb", "{T} [Cat]             a\nb\n"},
+  };
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(c.pszLine);
+    CCapture oLog;
+    oLog.Log(c.pszCategory, "%s", c.pszMessage);
+    ASSERT_EQ(oLog.m_vLines.size(), 1u);
+    EXPECT_TRUE(bMatches(oLog.m_vLines[0], c.pszLine)) << oLog.m_vLines[0];
+  }
+  CCapture oLog;
+  oLog.Log("N", "%d-%s-%.2f", 42, "x", 1.5);
+  EXPECT_TRUE(bMatches(oLog.m_vLines[0], "{T} [N]               42-x-1.50\n"));
+}
+
+TEST_F(LuLogFile, FirstLineEmptiesTheFileAndWritesHeaderClosingAddsLines) {
+  std::ofstream(m_strPath) << "old content that must go\n";
+  std::string const strLine = "{T} [Test]            value 7\n";
+  {
+    CLuLogFile oLog(m_strPath.c_str(), CLuLogFile::knNoLimit, false);
+    EXPECT_EQ(ReadFile(m_strPath), "old content that must go\n");
+    oLog.Log("Test", "value %u", 7u);
+    EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine));
+    unsigned int nBytes = 0;
+    EXPECT_TRUE(oLog.bOpen(false, &nBytes));  // already open: writes nothing
+    EXPECT_EQ(nBytes, ReadFile(m_strPath).size());
+  }
+  EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine + kClosing));
+}
+
+TEST_F(LuLogFile, RotatesAtTwoKiBWithOneKiBLimitButNotAt2047Bytes) {
+  CLuLogFile oLog(m_strPath.c_str(), 1, false);
+  // Header, empty line and first line: 37 + 1 + 47 bytes; each line under a
+  // 15-character category adds 28 bytes to its message.
+  std::string const strA(1000, 'a'), strB(906, 'b');
+  oLog.Log("ABCDEFGHIJKLMNO", "%s", strA.c_str());
+  oLog.Log("ABCDEFGHIJKLMNO", "%s", strB.c_str());
+  std::string const strFull = ReadFile(m_strPath);
+  ASSERT_EQ(strFull.size(), 2047u);  // 2047 / 1024 = 1: not above the limit
+  EXPECT_NE(access((m_strPath + ".old").c_str(), F_OK), 0);
+
+  oLog.Output("y");  // 2,048 bytes: 2 whole KiB exceed the limit of 1
+  std::string const strOld = ReadFile(m_strPath + ".old");
+  EXPECT_EQ(strOld.substr(0, 2048), strFull + "y");
+  EXPECT_TRUE(bMatches(strOld.substr(2048), kClosing)) << strOld.substr(2048);
+  EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader));
+  EXPECT_TRUE(oLog.bIsOpen());
+  EXPECT_EQ(oLog.nGetSizeLimit(), 1u);
+
+  // A second rotation replaces the first ".old": the latest text survives.
+  oLog.Log("C", "%s", strA.c_str());
+  std::string const strSecond = ReadFile(m_strPath);
+  oLog.Log("C", "%s", strA.c_str());
+  EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader));
+  std::string const strNewOld = ReadFile(m_strPath + ".old");
+  EXPECT_NE(strNewOld, strOld);
+  EXPECT_EQ(strNewOld.substr(0, strSecond.size()), strSecond);
+}
+
+TEST_F(LuLogFile, FailuresNeverReachTheCaller) {
+  // A path that cannot be opened; a file where every write fails.
+  for (char const* pszPath : {"/nonexistent-folder/x/run.log", "/dev/full"}) {
+    SCOPED_TRACE(pszPath);
+    CLuLogFile oLog(pszPath, CLuLogFile::knNoLimit, true);
+    errno = 1234;
+    oLog.Log("Cat", "dropped %d", 1);
+    oLog.Output("dropped too\n");
+    EXPECT_EQ(errno, 1234);
+  }
+  // A folder in the path's place cannot be opened either; "\\" is "/".
+  CLuLogFile oLog((m_strDir + "\\").c_str(), 1, false);
+  EXPECT_EQ(oLog.strGetPath().pszGetString(), m_strDir + "/");
+  EXPECT_FALSE(oLog.bOpen(false));
+  oLog.Log("Cat", "dropped");
+  EXPECT_FALSE(oLog.bIsOpen());
+}
+
+TEST_F(LuLogFile, SystemInformationDescribesThisMachine) {
+  CLuLogFile oLog(m_strPath.c_str(), CLuLogFile::knNoLimit, true);
+  oLog.Log("Cat", "after");
+  char szHost[256] = {0}, szDomain[256] = {0};
+  gethostname(szHost, sizeof(szHost) - 1);
+  getdomainname(szDomain, sizeof(szDomain) - 1);
+  if (strcmp(szDomain, "(none)") == 0) szDomain[0] = '\0';
+  struct passwd const* poUser = getpwuid(getuid());
+  char const* pszDisplay = getenv("DISPLAY");
+  std::string const strExpected =
+      std::string("{D} [4745.84.Z800.2010-07-20]\n") + "Machine: " + szHost +
+      " in domain " + szDomain +
+      "\nUser:    " + (poUser ? poUser->pw_name : "") +
+      "\nMode:    32-Bit\nDisplay: " + (pszDisplay ? pszDisplay : "") + "\n";
+  // No driver line on this platform; the processor lines by their shape.
+  std::string const strCPU =
+      "CPU:     Name: [^\n]*\n"
+      "         Model: \\d+, Family: \\d+, Stepping: \\d+ \n"
+      "         Total Threads: [1-9]\\d*\n"
+      "         Features: [^\n]*\n\n\n";
+  std::string const strText = ReadFile(m_strPath);
+  EXPECT_TRUE(std::regex_match(
+      strText, std::regex(Pattern(strExpected) + strCPU +
+                          Pattern("{T} [LuLog]           LogFile initialized\n"
+                                  "{T} [Cat]             after\n"))))
+      << strText;
+}
