@@ -64,6 +64,16 @@ class DPXHeader : public ::testing::Test {
     }
     return "";
   }
+  // The error text that WriteToExistingFile throws, or "" when it returns.
+  static std::string WriteError(CLuDPXHeader* poHeader,
+                                std::string const& strPath) {
+    try {
+      poHeader->WriteToExistingFile(CLuString(strPath.c_str()));
+    } catch (CLuError const& e) {
+      return e.strErrorText().pszGetString();
+    }
+    return "";
+  }
   std::string m_strFolder;
 };
 
@@ -115,10 +125,6 @@ TEST_F(DPXHeader, ReadRejectionsNameTheFaultAndThePath) {
   }
   std::string const strMissing = m_strFolder + "/missing \"q\".dpx";
   EXPECT_EQ(ReadError(strMissing), "Failed to open file: " + strMissing);
-}
-
-TEST_F(DPXHeader, ReadOfAFolderThrowsInsteadOfCrashing) {
-  EXPECT_NE(ReadError(m_strFolder), "");
 }
 
 TEST_F(DPXHeader, TimeCodeWordIsLittleEndianWhateverTheMagic) {
@@ -192,13 +198,7 @@ TEST_F(DPXHeader, WriteComparesVersionsIgnoringCase) {
     CLuDPXHeader oHeader;
     oHeader.ReadFromFile(CLuString(strPath.c_str()));
     Write(HeaderBytes("SDPX", 0xFFFFFFFFu, c.pszDisk));  // same path
-    std::string strError;
-    try {
-      oHeader.WriteToExistingFile(CLuString(strPath.c_str()));
-    } catch (CLuError const& e) {
-      strError = e.strErrorText().pszGetString();
-    }
-    EXPECT_EQ(strError, c.pszMessage);
+    EXPECT_EQ(WriteError(&oHeader, strPath), c.pszMessage);
     EXPECT_EQ(ReadAll(strPath).size(), c.pszMessage[0] ? 2048u : 4096u);
   }
 }
@@ -207,25 +207,11 @@ TEST_F(DPXHeader, WriteFailuresUseTheWriteSideTexts) {
   std::string const strPath = Write(HeaderBytes());
   CLuDPXHeader oHeader;
   oHeader.ReadFromFile(CLuString(strPath.c_str()));
-  struct {
-    Bytes aDisk;  // empty vector = file removed
-    char const* pszMessage;
-  } const aCases[] = {
-      {Bytes(), "Failed to open file "},
-      {Bytes(2047, 0), "File is not a valid DPX file "},
-  };
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.pszMessage);
-    unlink(strPath.c_str());
-    if (!c.aDisk.empty()) Write(c.aDisk);
-    std::string strError;
-    try {
-      oHeader.WriteToExistingFile(CLuString(strPath.c_str()));
-    } catch (CLuError const& e) {
-      strError = e.strErrorText().pszGetString();
-    }
-    EXPECT_EQ(strError, c.pszMessage + strPath);
-  }
+  Write(Bytes(2047, 0));
+  EXPECT_EQ(WriteError(&oHeader, strPath),
+            "File is not a valid DPX file " + strPath);
+  unlink(strPath.c_str());
+  EXPECT_EQ(WriteError(&oHeader, strPath), "Failed to open file " + strPath);
 }
 
 }  // namespace

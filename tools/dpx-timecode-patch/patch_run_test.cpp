@@ -13,16 +13,15 @@ using chronex_test::TimeCodeAt;
 
 class PatchRun : public chronex_test::TempFolderTest {
  protected:
-  // Runs the patch over the given frame names (in this order) and returns
-  // what it printed.
+  // Runs the patch over the given frame names (in this order, rate and
+  // timecode given) and returns what it printed.
   std::string Patch(std::vector<std::string> const& astrNames,
-                    CLuTimeCode const& tcStart, bool bRate, bool bTimeCode,
-                    int* piResult) {
+                    CLuTimeCode const& tcStart, int* piResult) {
     CLuCompactArray<CLuString> aoFrames(128, 128);
     for (auto const& s : astrNames)
       aoFrames.Add(new CLuString(Path(s).c_str()));
     testing::internal::CaptureStdout();
-    *piResult = iPatchFrameSequence(&aoFrames, tcStart, bRate, bTimeCode);
+    *piResult = iPatchFrameSequence(&aoFrames, tcStart, true, true);
     fflush(stdout);
     std::string const strOut = testing::internal::GetCapturedStdout();
     for (uint32_t i = 0; i < aoFrames.nGetCount(); ++i)
@@ -30,32 +29,6 @@ class PatchRun : public chronex_test::TempFolderTest {
     return strOut;
   }
 };
-
-TEST_F(PatchRun, NotesAppearForEveryDefaultUsed) {
-  struct {
-    bool bRate, bTimeCode;
-    char const* pszNotes;
-  } const aCases[] = {
-      {false, false,
-       "Frame rate not specified, using default (24)\n"
-       "Starting time code not specified, using default (00:00:00:00)\n\n"},
-      {true, false,
-       "Starting time code not specified, using default (00:00:00:00)\n\n"},
-      {false, true, "Frame rate not specified, using default (24)\n\n"},
-      {true, true, ""},
-  };
-  Frame("n.0001.dpx");
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.pszNotes);
-    int iResult = -1;
-    std::string const strOut =
-        Patch({"n.0001.dpx"}, CLuTimeCode(0, 0, 0, 0, 24.0, false, false),
-              c.bRate, c.bTimeCode, &iResult);
-    EXPECT_EQ(strOut, std::string(c.pszNotes) +
-                          "n.0001.dpx: 00:00:00:00 (doesn't need updating)\n");
-    EXPECT_EQ(iResult, 0);
-  }
-}
 
 TEST_F(PatchRun, SortsByBytesAndCountsFailedFramesToo) {
   Frame("a.9.dpx");
@@ -65,8 +38,7 @@ TEST_F(PatchRun, SortsByBytesAndCountsFailedFramesToo) {
   int iResult = -1;
   std::string const strOut =
       Patch({"a.9.dpx", "a.12.dpx", "a.11.dpx", "a.10.dpx"},
-            CLuTimeCode(1, 0, 0, 0, 25.0, false, false), true, true,
-            &iResult);
+            CLuTimeCode(1, 0, 0, 0, 25.0, false, false), &iResult);
   EXPECT_EQ(strOut,
             "a.10.dpx: 01:00:00:00 (doesn't need updating)\n"
             "a.11.dpx: error reading DPX header\n"
@@ -77,19 +49,6 @@ TEST_F(PatchRun, SortsByBytesAndCountsFailedFramesToo) {
   ASSERT_EQ(a.size(), 2148u + 2048u);
   EXPECT_EQ(TimeCodeAt(a, 0), "00:00:00:00");
   EXPECT_EQ(TimeCodeAt(a, 2148), "01:00:00:03");
-}
-
-TEST_F(PatchRun, RateSetsWhereTheSecondRollsOver) {
-  for (char const* psz : {"r.1.dpx", "r.2.dpx", "r.3.dpx"}) Frame(psz);
-  int iResult = -1;
-  std::string const strOut =
-      Patch({"r.1.dpx", "r.2.dpx", "r.3.dpx"},
-            CLuTimeCode(0, 0, 0, 28, 30.0, false, false), true, true,
-            &iResult);
-  EXPECT_EQ(strOut,
-            "r.1.dpx: 00:00:00:00 -> 00:00:00:28\n"
-            "r.2.dpx: 00:00:00:00 -> 00:00:00:29\n"
-            "r.3.dpx: 00:00:00:00 -> 00:00:01:00\n");
 }
 
 }  // namespace
