@@ -13,9 +13,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pbyData, size_t nSize) {
   // CLuString is NUL-terminated text: the bytes up to the first NUL.
   CLuString strPath;
-  strPath.Append(reinterpret_cast<char const*>(pbyData),
-                 uint32_t(strnlen(reinterpret_cast<char const*>(pbyData),
-                                  nSize)));
+  strPath.Append(
+      reinterpret_cast<char const*>(pbyData),
+      uint32_t(strnlen(reinterpret_cast<char const*>(pbyData), nSize)));
 
   CLuString strDrive, strFolder, strName, strExt;
   LuSplitPath(strPath, &strDrive, &strFolder, &strName, &strExt);

@@ -8,8 +8,7 @@
 #include "base/error.h"
 #include "files/file.h"
 
-static_assert(sizeof(CLuDPXHeader::SDPXFileHeader) ==
-                  CLuDPXHeader::kHeaderSize,
+static_assert(sizeof(CLuDPXHeader::SDPXFileHeader) == CLuDPXHeader::kHeaderSize,
               "the header record must cover exactly 2048 bytes");
 static_assert(offsetof(CLuDPXHeader::SDPXFileHeader, szVersion) ==
                   CLuDPXHeader::kVersionOffset,
@@ -41,8 +40,7 @@ uint32_t nLittleEndianWord(uint8_t const* p) {
 // so a field without a terminator cannot run into the next fields.
 CLuString strVersionText(char const* pszField) {
   CLuString str;
-  str.Append(pszField,
-             uint32_t(strnlen(pszField, CLuDPXHeader::kVersionSize)));
+  str.Append(pszField, uint32_t(strnlen(pszField, CLuDPXHeader::kVersionSize)));
   return str;
 }
 
@@ -131,8 +129,8 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
   if (oFile.ipRead(pbyScratch, kHeaderSize) != kHeaderSize)
     ThrowDPXError("Failed to read existing DPX header from file ", strPath);
 
-  char const* pszDisk = reinterpret_cast<char const*>(pbyScratch) +
-                        kVersionOffset;
+  char const* pszDisk =
+      reinterpret_cast<char const*>(pbyScratch) + kVersionOffset;
   if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionSize) != 0) {
     CLuString strMessage("DPX header version mismatch - expected ");
     strMessage += strVersionText(m_poHeader->szVersion);

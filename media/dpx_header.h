@@ -49,14 +49,14 @@ class CLuDPXHeader {
   // The header block viewed as a record: the four known fields at their
   // offsets, every other byte carried through untouched.
   struct SDPXFileHeader {
-    uint8_t abyMagic[4];            // 0
-    uint8_t abyImageOffset[4];      // 4 (not used)
-    char szVersion[8];              // 8
-    uint8_t abyGeneric1[644];       // 16..659 (not used)
-    uint8_t abyEncryptionKey[4];    // 660
-    uint8_t abyGeneric2[1256];      // 664..1919 (not used)
-    uint8_t abyTimeCode[4];         // 1920
-    uint8_t abyTelevision[124];     // 1924..2047 (not used)
+    uint8_t abyMagic[4];          // 0
+    uint8_t abyImageOffset[4];    // 4 (not used)
+    char szVersion[8];            // 8
+    uint8_t abyGeneric1[644];     // 16..659 (not used)
+    uint8_t abyEncryptionKey[4];  // 660
+    uint8_t abyGeneric2[1256];    // 664..1919 (not used)
+    uint8_t abyTimeCode[4];       // 1920
+    uint8_t abyTelevision[124];   // 1924..2047 (not used)
   };
 
   // An empty header: no block until ReadFromFile.
@@ -104,6 +104,6 @@ class CLuDPXHeader {
   uint8_t const* pbyGetHeaderBlock() const { return m_pbyBlock; }
 
  private:
-  uint8_t* m_pbyBlock;          // owning; array new of kHeaderSize bytes
-  SDPXFileHeader* m_poHeader;   // the same block viewed as the record
+  uint8_t* m_pbyBlock;         // owning; array new of kHeaderSize bytes
+  SDPXFileHeader* m_poHeader;  // the same block viewed as the record
 };

@@ -90,9 +90,9 @@ TEST_F(DPXHeader, ReadAcceptsBothMagicsAndBothUnencryptedKeys) {
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(std::string(c.pszMagic) + " key " + std::to_string(c.nKey));
-    EXPECT_EQ(ReadError(Write(HeaderBytes(c.pszMagic, c.nKey, "V2.0",
-                                          c.nExtra))),
-              "");
+    EXPECT_EQ(
+        ReadError(Write(HeaderBytes(c.pszMagic, c.nKey, "V2.0", c.nExtra))),
+        "");
   }
 }
 
@@ -170,8 +170,8 @@ TEST_F(DPXHeader, WriteAppendsTheBlockAndKeepsTheOriginal) {
   Bytes aExpected(aFile.begin(), aFile.begin() + 2048);
   uint8_t const aby[4] = {0x10, 0x00, 0x00, 0x01};
   memcpy(&aExpected[1920], aby, 4);
-  EXPECT_TRUE(std::equal(aExpected.begin(), aExpected.end(),
-                         aAfter.end() - 2048));
+  EXPECT_TRUE(
+      std::equal(aExpected.begin(), aExpected.end(), aAfter.end() - 2048));
 
   // A second write appends again.
   oHeader.WriteToExistingFile(CLuString(strPath.c_str()));
@@ -185,8 +185,7 @@ TEST_F(DPXHeader, WriteComparesVersionsIgnoringCase) {
   } const aCases[] = {
       {"v2.0", ""},
       {"V2.0", ""},
-      {"V1.0",
-       "DPX header version mismatch - expected V2.0, found: V1.0"},
+      {"V1.0", "DPX header version mismatch - expected V2.0, found: V1.0"},
       {"", "DPX header version mismatch - expected V2.0, found: "},
       // a field without a terminator ends with its eighth byte
       {"V2.0ABCD",

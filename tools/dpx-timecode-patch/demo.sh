@@ -7,7 +7,10 @@ build="${1:-build}"
 chronex="$build/tools/dpx-timecode-patch/chronex"
 make_sample="$build/tools/dpx-timecode-patch/chronex_make_sample"
 for tool in "$chronex" "$make_sample"; do
-  [ -x "$tool" ] || { echo "missing $tool: build first (make demo)" >&2; exit 1; }
+  if [ ! -x "$tool" ]; then
+    echo "missing $tool: build first (make demo)" >&2
+    exit 1
+  fi
 done
 
 demo="$build/demo"

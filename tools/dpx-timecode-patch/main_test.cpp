@@ -86,8 +86,7 @@ TEST_F(Chronex, OptionsAreCaseBlindTrimmedAndTheLastOneWins) {
   } const aCases[] = {
       {{p, "-F", "25", "-T", "01:00:00:24"}, ""},
       {{p, "-f", " \t25\r\n", "-t", "01:00:00:24"}, ""},
-      {{p, "-f", "30", "-f", "25", "-t", "00:00:00:00", "-t",
-        "01:00:00:24"},
+      {{p, "-f", "30", "-f", "25", "-t", "00:00:00:00", "-t", "01:00:00:24"},
        ""},
       // parsed at 30 fps, stepped at 25 (frame 24 is the last of a second)
       {{p, "-f", "30", "-t", "01:00:00:24", "-f", "25"}, ""},
@@ -105,31 +104,32 @@ TEST_F(Chronex, OptionsAreCaseBlindTrimmedAndTheLastOneWins) {
 TEST_F(Chronex, NotesTellWhichDefaultsAreUsed) {
   Frame("p.0001.dpx");
   std::string const p = Path("p.0001.dpx");
-  std::string const strLine = "p.0001.dpx: 00:00:00:00 (doesn't need updating)\n";
+  std::string const strLine =
+      "p.0001.dpx: 00:00:00:00 (doesn't need updating)\n";
   EXPECT_EQ(RunChronex({p}).strOut, kBanner + kBothNotes + strLine);
   EXPECT_EQ(RunChronex({p, "-f", "25"}).strOut,
             kBanner +
                 "Starting time code not specified, using default "
                 "(00:00:00:00)\n\n" +
                 strLine);
-  EXPECT_EQ(RunChronex({p, "-t", "00:00:00:00"}).strOut,
-            kBanner + "Frame rate not specified, using default (24)\n\n" +
-                strLine);
+  EXPECT_EQ(
+      RunChronex({p, "-t", "00:00:00:00"}).strOut,
+      kBanner + "Frame rate not specified, using default (24)\n\n" + strLine);
 }
 
 TEST_F(Chronex, DiscoveryKeepsTheSequenceAndSkipsDecoys) {
   Frame("plate.0001.dpx", 1, 0, 0, 0);
   Frame("plate.0002.dpx");
-  Frame("PLATE.0003.DPX");        // differs only in case: kept
-  Frame("plate.0004.dpx");        // listed in .hidden
-  Frame(".plate.0005.dpx");       // hidden by its dot
-  Frame("other.0001.dpx");        // other name
-  Frame("plate.0001.tif");        // other extension
+  Frame("PLATE.0003.DPX");   // differs only in case: kept
+  Frame("plate.0004.dpx");   // listed in .hidden
+  Frame(".plate.0005.dpx");  // hidden by its dot
+  Frame("other.0001.dpx");   // other name
+  Frame("plate.0001.tif");   // other extension
   Frame("plate.0006.dpx.bak");
   mkdir(Path("plate.0007.dpx").c_str(), 0755);  // folder named like a frame
-  chronex_test::WriteFile(Path(".hidden"), {'p', 'l', 'a', 't', 'e', '.', '0',
-                                            '0', '0', '4', '.', 'd', 'p', 'x',
-                                            '\n'});
+  chronex_test::WriteFile(
+      Path(".hidden"), {'p', 'l', 'a', 't', 'e', '.', '0', '0', '0', '4', '.',
+                        'd', 'p', 'x', '\n'});
   std::string const strOut =
       "PLATE.0003.DPX: 00:00:00:00 -> 01:00:00:00\n"
       "plate.0001.dpx: 01:00:00:00 -> 01:00:00:01\n"
@@ -137,15 +137,16 @@ TEST_F(Chronex, DiscoveryKeepsTheSequenceAndSkipsDecoys) {
   for (char const* pszInput :
        {"plate.0002.dpx", "plate.#.dpx", "plate.0099.dpx"}) {
     SCOPED_TRACE(pszInput);
-    SRun const r = RunChronex({Path(pszInput), "-t", "01:00:00:00", "-f", "24"});
+    SRun const r =
+        RunChronex({Path(pszInput), "-t", "01:00:00:00", "-f", "24"});
     EXPECT_EQ(r.strOut, kBanner + strOut);
     EXPECT_EQ(r.iStatus, 0);
   }
   EXPECT_EQ(ReadFile(Path("plate.0004.dpx")).size(), 2148u);
   EXPECT_EQ(ReadFile(Path(".plate.0005.dpx")).size(), 2148u);
   EXPECT_EQ(ReadFile(Path("other.0001.dpx")).size(), 2148u);
-  for (char const* pszInput : {"plate.##.dpx", "plate.%d.dpx",
-                               "plate.%04d.dpx"}) {
+  for (char const* pszInput :
+       {"plate.##.dpx", "plate.%d.dpx", "plate.%04d.dpx"}) {
     SCOPED_TRACE(pszInput);
     SRun const r = RunChronex({Path(pszInput)});
     EXPECT_EQ(r.strOut, kBanner + kNotFound);
@@ -156,7 +157,8 @@ TEST_F(Chronex, DiscoveryKeepsTheSequenceAndSkipsDecoys) {
 TEST_F(Chronex, UnpaddedNumbersSortByBytesAndRelativeInputWorks) {
   for (char const* psz : {"a.8.dpx", "a.9.dpx", "a.10.dpx", "a.11.dpx"})
     Frame(psz);
-  SRun const r = RunChronex({"a.8.dpx", "-t", "00:00:10:00", "-f", "25"}, m_strDir);
+  SRun const r =
+      RunChronex({"a.8.dpx", "-t", "00:00:10:00", "-f", "25"}, m_strDir);
   EXPECT_EQ(r.strOut, kBanner +
                           "a.10.dpx: 00:00:00:00 -> 00:00:10:00\n"
                           "a.11.dpx: 00:00:00:00 -> 00:00:10:01\n"
@@ -188,8 +190,7 @@ TEST_F(Chronex, PatchAppendsAHeaderAndARerunPatchesAgain) {
     Bytes aExpected(aOriginal.begin(), aOriginal.begin() + 2048);
     uint8_t const aby[4] = {0x01, 0x00, 0x00, 0x00};
     std::copy(aby, aby + 4, aExpected.begin() + 1920);
-    EXPECT_TRUE(std::equal(aExpected.begin(), aExpected.end(),
-                           a.end() - 2048));
+    EXPECT_TRUE(std::equal(aExpected.begin(), aExpected.end(), a.end() - 2048));
     EXPECT_EQ(ReadFile(Path("s.0002.dpx")), aRight);
   }
 }
@@ -216,20 +217,19 @@ TEST_F(Chronex, BadFramesGetAnErrorLineAndTheRunGoesOn) {
   aBig.resize(9000);
   chronex_test::WriteFile(Path("b.0010.dpx"), aBig);
 
-  SRun const r = RunChronex({Path("b.0001.dpx"), "-f", "24", "-t", "00:00:00:01"},
-                     "", 30, 8192);
-  EXPECT_EQ(r.strOut,
-            kBanner +
-                "b.0001.dpx: 00:00:00:00 -> 00:00:00:01\n"
-                "b.0002.dpx: error reading DPX header\n"
-                "b.0003.dpx: error reading DPX header\n"
-                "b.0004.dpx: error reading DPX header\n"
-                "b.0005.dpx: error reading DPX header\n"
-                "b.0006.dpx: error reading DPX header\n"
-                "b.0007.dpx: error reading DPX header\n"
-                "b.0009.dpx: 00:00:00:00 -> 00:00:00:08\n"
-                "b.0010.dpx: error writing DPX header\n"
-                "b.0011.dpx: 00:00:00:00 -> 00:00:00:10\n");
+  SRun const r = RunChronex(
+      {Path("b.0001.dpx"), "-f", "24", "-t", "00:00:00:01"}, "", 30, 8192);
+  EXPECT_EQ(r.strOut, kBanner +
+                          "b.0001.dpx: 00:00:00:00 -> 00:00:00:01\n"
+                          "b.0002.dpx: error reading DPX header\n"
+                          "b.0003.dpx: error reading DPX header\n"
+                          "b.0004.dpx: error reading DPX header\n"
+                          "b.0005.dpx: error reading DPX header\n"
+                          "b.0006.dpx: error reading DPX header\n"
+                          "b.0007.dpx: error reading DPX header\n"
+                          "b.0009.dpx: 00:00:00:00 -> 00:00:00:08\n"
+                          "b.0010.dpx: error writing DPX header\n"
+                          "b.0011.dpx: 00:00:00:00 -> 00:00:00:10\n");
   EXPECT_EQ(r.iStatus, 0);
   EXPECT_EQ(ReadFile(Path("b.0002.dpx")).size(), 3000u);
   EXPECT_EQ(ReadFile(Path("b.0003.dpx")).size(), 2047u);
@@ -253,10 +253,10 @@ TEST_F(Chronex, NamesWithBlanksQuotesAndOtherBytesArePatched) {
        "my shot.0002.dpx: 00:00:00:00 -> 00:00:00:06\n"},
       // a double quote opens a quoted stretch in the argument store, so this
       // input only survives as the last argument: no options after it
-      {"q'\"x.0001.dpx", {},
-       kBothNotes +
-           "q'\"x.0001.dpx: 02:00:00:00 -> 00:00:00:00\n"
-           "q'\"x.0002.dpx: 02:00:00:00 -> 00:00:00:01\n"},
+      {"q'\"x.0001.dpx",
+       {},
+       kBothNotes + "q'\"x.0001.dpx: 02:00:00:00 -> 00:00:00:00\n"
+                    "q'\"x.0002.dpx: 02:00:00:00 -> 00:00:00:01\n"},
       {"\xc3\xa9t\xe9.0001.dpx", astrOptions,
        "\xc3\xa9t\xe9.0001.dpx: 00:00:00:00 -> 00:00:00:05\n"
        "\xc3\xa9t\xe9.0002.dpx: 00:00:00:00 -> 00:00:00:06\n"},
@@ -295,7 +295,8 @@ TEST_F(Chronex, FolderOfAHundredThousandEntriesIsListedQuickly) {
     chronex_test::WriteFile(strBig + psz, chronex_test::DpxBytes(0, 0, 0, 0));
   struct timespec t0, t1;
   clock_gettime(CLOCK_MONOTONIC, &t0);
-  SRun const r = RunChronex({strBig + "/f.0001.dpx", "-f", "24", "-t", "00:00:00:00"});
+  SRun const r =
+      RunChronex({strBig + "/f.0001.dpx", "-f", "24", "-t", "00:00:00:00"});
   clock_gettime(CLOCK_MONOTONIC, &t1);
   EXPECT_EQ(r.strOut, kBanner +
                           "f.0001.dpx: 00:00:00:00 (doesn't need updating)\n"

@@ -56,7 +56,9 @@ void PutUndefined(std::vector<uint8_t>& a, size_t off, size_t size) {
   memset(&a[off], 0xFF, size);
 }
 
-uint8_t byBcd(unsigned n) { return uint8_t((n / 10) << 4 | (n % 10)); }
+uint8_t byBcd(unsigned n) {
+  return uint8_t((n / 10) << 4 | (n % 10));
+}
 
 struct SOptions {
   std::string strFolder;
@@ -120,15 +122,15 @@ std::vector<uint8_t> aFrameFile(SOptions const& o, unsigned n,
   PutFloat(a, e + 8, 0.0f);
   Put32(a, e + 12, 1023);  // reference high data code
   PutFloat(a, e + 16, 2.048f);
-  a[e + 20] = 50;  // descriptor: RGB
-  a[e + 21] = 2;   // transfer: linear
-  a[e + 22] = 2;   // colorimetric: linear
-  a[e + 23] = 10;  // bit depth
-  Put16(a, e + 24, 1);  // packing: filled to 32-bit words, method A
-  Put16(a, e + 26, 0);  // no encoding
+  a[e + 20] = 50;                 // descriptor: RGB
+  a[e + 21] = 2;                  // transfer: linear
+  a[e + 22] = 2;                  // colorimetric: linear
+  a[e + 23] = 10;                 // bit depth
+  Put16(a, e + 24, 1);            // packing: filled to 32-bit words, method A
+  Put16(a, e + 26, 0);            // no encoding
   Put32(a, e + 28, kHeaderSize);  // offset to this element's data
-  Put32(a, e + 32, 0);  // end-of-line padding
-  Put32(a, e + 36, 0);  // end-of-image padding
+  Put32(a, e + 32, 0);            // end-of-line padding
+  Put32(a, e + 36, 0);            // end-of-image padding
   PutText(a, e + 40, 32, "RGB 10-bit");
   PutUndefined(a, 852, 7 * 72);  // elements 2..8 unused
   PutUndefined(a, 1356, 52);     // reserved

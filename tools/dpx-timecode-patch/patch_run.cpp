@@ -49,7 +49,8 @@ int iPatchFrameSequence(CLuCompactArray<CLuString>* paoFrames,
     } catch (...) {
       // The split is deliberately coarse: anything after a successful read
       // counts as a write failure. The error's own text is not shown.
-      puts(bHeaderRead ? "error writing DPX header" : "error reading DPX header");
+      puts(bHeaderRead ? "error writing DPX header"
+                       : "error reading DPX header");
     }
     tcWanted += 1;
   }

@@ -10,7 +10,9 @@
 
 namespace {
 
-bool bIsAsciiDigit(char c) { return c >= '0' && c <= '9'; }
+bool bIsAsciiDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 // atoi of a run of digits as a 32-bit long would give it: values past the
 // 32-bit range saturate at 2147483647 instead of being undefined.
@@ -79,8 +81,8 @@ void FileListFromFramePath(CLuString const& strFramePath,
   LuSplitPath(strFramePath, &strDrive, &strFolder, &strName, &strExt);
 
   // The sequence key: the bare file name with its number cut out.
-  CLuString strKey = strLuCombinePath(CLuString(), CLuString(), strName,
-                                      strExt);
+  CLuString strKey =
+      strLuCombinePath(CLuString(), CLuString(), strName, strExt);
   LuCutOffNumber(strKey, &strKey, nullptr, nullptr);
 
   // The listing pattern: every placeholder becomes "*?". A "%" takes just
@@ -110,8 +112,8 @@ void FileListFromFramePath(CLuString const& strFramePath,
     if (oFind.bIsDots() || oFind.bIsDirectory()) continue;
     CLuString const strPath = oFind.strPath();
     LuSplitPath(strPath, nullptr, nullptr, &strEntryName, &strEntryExt);
-    strEntryKey = strLuCombinePath(CLuString(), CLuString(), strEntryName,
-                                   strEntryExt);
+    strEntryKey =
+        strLuCombinePath(CLuString(), CLuString(), strEntryName, strEntryExt);
     LuCutOffNumber(strEntryKey, &strEntryKey, nullptr, nullptr);
     if (strcasecmp(strEntryKey.pszGetString(), strKey.pszGetString()) != 0)
       continue;

@@ -86,9 +86,9 @@ TEST_F(FrameList, KeepsSiblingsOfTheSameKeyOnly) {
         "plate.0007.dpx"})
     Empty(psz);
   mkdir(Path("plate.0008.dpx").c_str(), 0755);  // a folder named like a frame
-  chronex_test::WriteFile(Path(".hidden"),
-                          {'x', '\n', 'P', 'L', 'A', 'T', 'E', '.', '0', '0',
-                           '0', '6', '.', 'D', 'P', 'X', '\r', '\n'});
+  chronex_test::WriteFile(
+      Path(".hidden"), {'x', '\n', 'P', 'L', 'A', 'T', 'E', '.', '0', '0', '0',
+                        '6', '.', 'D', 'P', 'X', '\r', '\n'});
   std::vector<std::string> const astrExpected = {
       "PLATE.0004.DPX", "plate.0001.dpx", "plate.0002.dpx", "plate.0007.dpx",
       "plate.1.dpx"};

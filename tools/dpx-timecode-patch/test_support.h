@@ -76,8 +76,8 @@ struct SRun {
 // nFileSizeLimit > 0 caps the size of files it may write (writes past the
 // cap fail with EFBIG), to make header writes fail even for root.
 inline SRun RunChronex(std::vector<std::string> const& astrArgs,
-                std::string const& strCwd = "", int nTimeoutSeconds = 60,
-                rlim_t nFileSizeLimit = 0) {
+                       std::string const& strCwd = "", int nTimeoutSeconds = 60,
+                       rlim_t nFileSizeLimit = 0) {
   SRun r;
   int afd[2];
   if (pipe(afd) != 0) return r;
