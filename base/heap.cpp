@@ -6,10 +6,9 @@
 #include <cstring>
 #include <new>
 
-// The one include from outside base/: the heap's lock is the framework's
-// recursive CLuMutex, which never allocates. The header keeps only raw
-// storage for it (see base/heap.h).
-#include "system/thread.h"
+// Called through the global offset table directly: the normal allocation
+// path is one call of the system allocator and nothing else.
+extern "C" void free(void*) noexcept __attribute__((noplt));
 
 SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
 
@@ -37,20 +36,27 @@ __attribute__((noinline, cold)) bool bSimulatedFailure() {
   if (n == 0) return false;
   CLuHeap* poHeap = poLuGlobalHeap();
   g_oLuHeapTestSeam.nLockCountAtFailure.store(
-      poHeap ? poHeap->poGetMutex()->nGetCount() : 0,
-      std::memory_order_relaxed);
+      poHeap ? poHeap->nGetLockCount() : 0, std::memory_order_relaxed);
   return true;
 }
 
-// The system allocator as the heap sees it. The seam test is the only cost
-// over a bare malloc: one load and one branch predicted not taken.
-inline __attribute__((always_inline)) void* pSystemAlloc(size_t nSize) {
-  if (__builtin_expect(
-          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
-          0) &&
-      bSimulatedFailure())
-    return nullptr;
+// malloc itself, or pSeamMalloc while the test seam is armed. A call
+// through this pointer costs what a call of malloc through the procedure
+// linkage table costs (one indirect jump), so the seam adds no branch to
+// the normal path. Constant-initialised: valid before any constructor.
+std::atomic<void* (*)(size_t)> s_pfnSystemMalloc{malloc};
+
+// The test seam's stand-in for malloc: fails while simulated failures are
+// pending, then puts malloc back.
+void* pSeamMalloc(size_t nSize) {
+  if (bSimulatedFailure()) return nullptr;
+  s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
   return malloc(nSize);
+}
+
+// The system allocator as the heap and the plain operators see it.
+inline __attribute__((always_inline)) void* pSystemAlloc(size_t nSize) {
+  return s_pfnSystemMalloc.load(std::memory_order_relaxed)(nSize);
 }
 
 // Aligned system allocation, released with free like malloc's. The
@@ -72,18 +78,17 @@ inline void* pSystemAllocAligned(size_t nSize, size_t nAlignment) {
 class CHeapLock {
  public:
   explicit CHeapLock(CLuHeap const& oHeap)
-      : m_poMutex(oHeap.poGetMutex()),
-        m_bHeld(m_poMutex->bAcquire(nLuWaitForever)) {
+      : m_oHeap(oHeap), m_bHeld(oHeap.bLock()) {
     g_oLuHeapTestSeam.nLocksTaken.fetch_add(1, std::memory_order_relaxed);
   }
   ~CHeapLock() {
-    if (m_bHeld) m_poMutex->Release();
+    if (m_bHeld) m_oHeap.Unlock();
   }
   CHeapLock(CHeapLock const&) = delete;
   CHeapLock& operator=(CHeapLock const&) = delete;
 
  private:
-  CLuMutex* m_poMutex;
+  CLuHeap const& m_oHeap;
   bool m_bHeld;
 };
 
@@ -149,6 +154,11 @@ inline void* pAllocateAligned(size_t nSize, std::align_val_t eAlignment) {
 
 CLuHeap* poLuGlobalHeap() {
   return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
+}
+
+void LuSimulateAllocationFailures(uint32_t nFailures) {
+  g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
+  s_pfnSystemMalloc.store(nFailures ? pSeamMalloc : malloc);
 }
 
 // ------------------------------------------------------ global operators
@@ -274,20 +284,13 @@ CLuHeap::CLuHeap()
       m_bReuse(true),
       m_oFreeLists(128, 128),
       m_oLargeAllocators(128, 128) {
-  static_assert(sizeof(CLuMutex) <= kMutexStorageBytes,
-                "the heap's mutex storage is too small");
-  static_assert(alignof(CLuMutex) <= 16, "the heap's mutex is over-aligned");
-  new (m_abyMutex) CLuMutex;
+  ConstructMutex();
 }
 
 CLuHeap::~CLuHeap() {
   while (m_oFreeLists.nGetCount() != 0)
     DeleteList(m_oFreeLists.poGetAt(m_oFreeLists.nGetCount() - 1));
-  poGetMutex()->~CLuMutex();
-}
-
-CLuMutex* CLuHeap::poGetMutex() const {
-  return std::launder(reinterpret_cast<CLuMutex*>(m_abyMutex));
+  DestroyMutex();
 }
 
 void* CLuHeap::pInternalAlloc(size_t nSize, bool bSkipFirstTry) {

@@ -26,12 +26,13 @@
 // program and destroyed at exit after them, deleting every cached block;
 // poLuGlobalHeap() returns it.
 //
-// Builds on base/containers.h and on CLuMutex (system/thread.h). base/ may
-// include nothing outside itself, so this header only declares CLuMutex and
-// keeps the heap's lock in raw storage of its own; base/heap.cpp, which
-// builds the lock there, is the one file of base/ that includes a header
-// from system/. The lock never allocates, so taking it on the allocation
-// failure path is safe.
+// Builds on base/containers.h and on CLuMutex (system/thread.h), the
+// framework's recursive lock, which never allocates and so may be taken on
+// the allocation failure path. base/ includes nothing from the layers above
+// it, so the heap keeps its CLuMutex in raw storage of its own and the few
+// operations that need the lock's definition (building, taking, releasing,
+// reading and destroying it) are defined in system/heap_lock.cpp, beside
+// the lock; everything else of the heap lives in base/heap.cpp.
 //
 // Errors: results only (null, false). Nothing here throws or prints.
 // Threads: the global operators are thread-safe because the system
@@ -48,6 +49,8 @@ class CLuMutex;
 
 class CLuHeap {
  public:
+  // Room for the heap's CLuMutex (system/heap_lock.cpp checks that it fits).
+  static constexpr size_t kMutexStorageBytes = 128;
   // Bytes a block adds to the requested size: room for rounding the user
   // pointer up to a multiple of 64 and for the back-pointer word in front
   // of it.
@@ -233,9 +236,20 @@ class CLuHeap {
   }
   // The heap's mutex (complete type in system/thread.h). Never null.
   CLuMutex* poGetMutex() const;
+  // Its recursion count at the moment of the call (0 = free).
+  uint32_t nGetLockCount() const;
+  // Takes the heap's mutex for the calling thread, waiting for ever; true
+  // when taken. Recursive: every successful bLock needs one Unlock. The
+  // block-cache operations take it themselves; a caller takes it around
+  // FreeBlock or DeleteBlocksAboveLimit when calling them directly.
+  bool bLock() const;
+  // Gives up one level of the mutex.
+  void Unlock() const;
 
  private:
-  static constexpr size_t kMutexStorageBytes = 128;
+  // Build and destroy the mutex in m_abyMutex (system/heap_lock.cpp).
+  void ConstructMutex();
+  void DestroyMutex();
 
   // Pops and destroys free blocks from the smallest class up until nNeed
   // bytes are gone or no free list is left.
@@ -247,7 +261,8 @@ class CLuHeap {
   uint32_t m_nBytesInFreeBlocks;  // bytes of blocks in the free lists
   uint32_t m_nReserved;           // kept for layout; unused, always 0
   // The heap's CLuMutex, built in place by the constructor (see the file
-  // comment for why it is raw storage here).
+  // comment for why it is raw storage here; system/heap_lock.cpp checks
+  // that it fits).
   alignas(16) mutable unsigned char m_abyMutex[kMutexStorageBytes];
   bool m_bReuse;                   // released blocks go to the free lists
   CLuList<CBlock> m_oBlocksInUse;  // blocks handed out
@@ -261,12 +276,18 @@ class CLuHeap {
 CLuHeap* poLuGlobalHeap();
 
 // Test seam of the system allocator behind the global operators and
-// CLuHeap. Production code never writes it; the normal allocation path pays
-// one predictable branch for it (a relaxed load of nFailuresLeft).
+// CLuHeap: the next nFailures calls of malloc or posix_memalign (from the
+// operators or a heap) fail instead. 0 disarms it. Production code never
+// calls this; the plain operators reach malloc through a pointer that this
+// switches, so the seam adds no branch to their normal path (the aligned
+// forms pay one predictable branch). Not meant to race with allocations on
+// other threads.
+void LuSimulateAllocationFailures(uint32_t nFailures);
+
+// What the seam observed; written by the heap, read by tests.
 struct SLuHeapTestSeam {
-  // While above 0, each call of the system allocator (malloc or
-  // posix_memalign, from the operators or a heap) fails instead and
-  // counts this down by one.
+  // Simulated failures still to come (set by LuSimulateAllocationFailures,
+  // counted down by each failed call).
   std::atomic<uint32_t> nFailuresLeft;
   // Times any CLuHeap took its mutex, counted on the locked paths only.
   std::atomic<uint32_t> nLocksTaken;

@@ -3,20 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <new>
 #include <string>
 #include <vector>
 
-#include "system/thread.h"
-
 namespace {
-
-// Makes the next nFailures calls of the system allocator fail.
-void FailNextAllocations(uint32_t nFailures) {
-  g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
-}
 
 uint32_t nLocksTaken() {
   return g_oLuHeapTestSeam.nLocksTaken.load();
@@ -27,10 +18,10 @@ uint32_t nLocksTaken() {
 // the seam cannot make them fail (the heap's retry path is still tested
 // through pInternalAlloc below).
 bool bOperatorsAreOurs() {
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(16);
   bool bOurs = g_oLuHeapTestSeam.nFailuresLeft.load() == 0;
-  FailNextAllocations(0);
+  LuSimulateAllocationFailures(0);
   ::operator delete(p);
   return bOurs;
 }
@@ -45,7 +36,7 @@ class LuHeapFailure : public testing::Test {
       GTEST_SKIP() << "global operators replaced by a memory checker";
   }
   void TearDown() override {
-    FailNextAllocations(0);
+    LuSimulateAllocationFailures(0);
     poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);
     poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
   }
@@ -114,12 +105,12 @@ TEST_F(LuHeapFailure, SuccessfulAllocationsNeverTakeTheMutex) {
     ::operator delete(::operator new(48), size_t(48));
   }
   EXPECT_EQ(nBefore, nLocksTaken());
-  EXPECT_EQ(0u, poLuGlobalHeap()->poGetMutex()->nGetCount());
+  EXPECT_EQ(0u, poLuGlobalHeap()->nGetLockCount());
 }
 
 TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
   uint32_t nBefore = nLocksTaken();
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(100);
   EXPECT_NE(nullptr, p);
   EXPECT_EQ(0u, g_oLuHeapTestSeam.nFailuresLeft.load());
@@ -128,11 +119,11 @@ TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
 
   // A second failure happens inside the retry loop, with the mutex held;
   // afterwards the mutex is free again.
-  FailNextAllocations(2);
+  LuSimulateAllocationFailures(2);
   p = ::operator new[](100);
   EXPECT_NE(nullptr, p);
   EXPECT_EQ(1u, g_oLuHeapTestSeam.nLockCountAtFailure.load());
-  EXPECT_EQ(0u, poLuGlobalHeap()->poGetMutex()->nGetCount());
+  EXPECT_EQ(0u, poLuGlobalHeap()->nGetLockCount());
   ::operator delete[](p);
 }
 
@@ -160,7 +151,7 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
     for (uint32_t nFailures = 1; nFailures <= 7; ++nFailures) {
       SCOPED_TRACE(std::string(oForm.pszForm) + ", failures " +
                    std::to_string(nFailures));
-      FailNextAllocations(nFailures);
+      LuSimulateAllocationFailures(nFailures);
       void* p = oForm.pfnAllocate();
       uint32_t nLeft = g_oLuHeapTestSeam.nFailuresLeft.load();
       EXPECT_EQ(nFailures >= 6, p == nullptr);
@@ -172,16 +163,16 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
 
 TEST_F(LuHeapFailure, NullFromNewRunsNoConstructor) {
   SConstructed::s_iConstructed = 0;
-  FailNextAllocations(6);
+  LuSimulateAllocationFailures(6);
   SConstructed* po = new SConstructed;
-  FailNextAllocations(0);
+  LuSimulateAllocationFailures(0);
   EXPECT_EQ(nullptr, po);
   EXPECT_EQ(0, SConstructed::s_iConstructed);
   delete po;
 }
 
 TEST_F(LuHeapFailure, RetryTakesWhatTheProcessHoldsAsTheLimit) {
-  FailNextAllocations(1);
+  LuSimulateAllocationFailures(1);
   void* p = ::operator new(10);
   ASSERT_NE(nullptr, p);
   ::operator delete(p);
@@ -207,11 +198,11 @@ TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
   for (auto const& c : aCases) {
     SCOPED_TRACE(testing::Message() << c.bSkipFirstTry << " " << c.nAlignment
                                     << " " << c.nFailures);
-    FailNextAllocations(c.nFailures);
+    LuSimulateAllocationFailures(c.nFailures);
     void* p = c.nAlignment ? oHeap.pInternalAllocAligned(100, c.nAlignment,
                                                          c.bSkipFirstTry)
                            : oHeap.pInternalAlloc(100, c.bSkipFirstTry);
-    FailNextAllocations(0);
+    LuSimulateAllocationFailures(0);
     EXPECT_EQ(c.bNull, p == nullptr);
     if (c.nAlignment) {
       EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % c.nAlignment);
@@ -380,30 +371,4 @@ TEST(LuHeap, LargeAllocatorsReleaseTheExcessLargestRankingFirst) {
   ASSERT_EQ(1u, oHeap.nGetLargeAllocatorCount());
   EXPECT_EQ(&oLow, oHeap.poGetLargeAllocatorAt(0));
   oHeap.RemoveLargeAllocator(&oLow);
-}
-
-// base/ is the bottom layer: its files include only base/ headers. The one
-// exception is the heap's lock, the recursive mutex of system/thread.h,
-// which only base/heap.cpp includes.
-TEST(LuHeap, BaseIncludesNothingFromOtherFoldersButTheHeapsLock) {
-  std::filesystem::path oBase = std::filesystem::path(__FILE__).parent_path();
-  int iFiles = 0;
-  for (auto const& oEntry : std::filesystem::directory_iterator(oBase)) {
-    std::string strName = oEntry.path().filename().string();
-    if (strName.size() < 3 || (oEntry.path().extension() != ".h" &&
-                               oEntry.path().extension() != ".cpp"))
-      continue;
-    ++iFiles;
-    bool bTest = strName.find("_test.cpp") != std::string::npos;
-    std::ifstream oFile(oEntry.path());
-    std::string strLine;
-    while (std::getline(oFile, strLine)) {
-      if (strLine.rfind("#include \"", 0) != 0) continue;
-      std::string strTarget = strLine.substr(10, strLine.find('"', 10) - 10);
-      bool bAllowed = strTarget.rfind("base/", 0) == 0 ||
-                      (strTarget == "system/thread.h" && strName == "heap.cpp");
-      EXPECT_TRUE(bAllowed || bTest) << strName << ": " << strLine;
-    }
-  }
-  EXPECT_GE(iFiles, 2);
 }
