@@ -19,7 +19,9 @@ check: build
 asan:
 	$(MAKE) check BUILD=build-asan CMAKE_FLAGS="-DLU_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug"
 
-demo: build
+demo:
+	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS) --target chronex chronex_make_sample
 	tools/dpx-timecode-patch/demo.sh $(BUILD)
 
 bench:

@@ -1,1 +1,145 @@
-// placeholder: filled in by its owner
+#include "media/dpx_header.h"
+
+#include <strings.h>
+
+#include <cstddef>
+#include <cstring>
+
+#include "base/error.h"
+#include "files/file.h"
+
+static_assert(sizeof(CLuDPXHeader::SDPXFileHeader) == CLuDPXHeader::kHeaderSize,
+              "the header record must cover exactly 2048 bytes");
+static_assert(offsetof(CLuDPXHeader::SDPXFileHeader, szVersion) ==
+                  CLuDPXHeader::kVersionOffset,
+              "version offset");
+static_assert(offsetof(CLuDPXHeader::SDPXFileHeader, abyEncryptionKey) ==
+                  CLuDPXHeader::kEncryptionKeyOffset,
+              "encryption key offset");
+static_assert(offsetof(CLuDPXHeader::SDPXFileHeader, abyTimeCode) ==
+                  CLuDPXHeader::kTimeCodeOffset,
+              "time code offset");
+
+namespace {
+
+// Throws the file-format layer's error: fixed text directly followed by
+// the object concerned.
+[[noreturn]] void ThrowDPXError(char const* pszText, CLuString const& strWhat) {
+  CLuString strMessage(pszText);
+  strMessage += strWhat;
+  throw CLuError(strMessage, eError, CLuString());
+}
+
+// Little-endian 32-bit word at p, whatever the host.
+uint32_t nLittleEndianWord(uint8_t const* p) {
+  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 |
+         uint32_t(p[3]) << 24;
+}
+
+// The version field as text: up to its first NUL, never past its 8 bytes,
+// so a field without a terminator cannot run into the next fields.
+CLuString strVersionText(char const* pszField) {
+  CLuString str;
+  str.Append(pszField, uint32_t(strnlen(pszField, CLuDPXHeader::kVersionSize)));
+  return str;
+}
+
+}  // namespace
+
+CLuDPXHeader::CLuDPXHeader() : m_pbyBlock(nullptr), m_poHeader(nullptr) {}
+
+CLuDPXHeader::~CLuDPXHeader() {
+  delete[] m_pbyBlock;
+  m_pbyBlock = nullptr;
+  m_poHeader = nullptr;
+}
+
+void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
+  CLuFile oFile;  // closes the file on return and on throw alike
+  if (!oFile.bOpen(strPath, eAccessRead, eOpenExisting, false))
+    ThrowDPXError("Failed to open file: ", strPath);
+
+  if (oFile.n64GetSize() < kHeaderSize)
+    ThrowDPXError("File is not a valid DPX file: ", strPath);
+
+  // The block belongs to the object before anything is read into it.
+  delete[] m_pbyBlock;
+  m_pbyBlock = new uint8_t[kHeaderSize];
+  m_poHeader = reinterpret_cast<SDPXFileHeader*>(m_pbyBlock);
+  if (m_pbyBlock == nullptr)  // the framework's operator new may yield null
+    ThrowDPXError("Failed to read DPX header from file ", strPath);
+
+  if (oFile.ipRead(m_pbyBlock, kHeaderSize) != kHeaderSize)
+    ThrowDPXError("Failed to read DPX header from file ", strPath);
+
+  uint32_t const nMagic = nLittleEndianWord(m_poHeader->abyMagic);
+  if (nMagic != 0x53445058u && nMagic != 0x58504453u)  // "XPDS" / "SDPX"
+    ThrowDPXError("File is not a DPX file: ", strPath);
+
+  // Both accepted values read the same in either byte order.
+  uint32_t const nKey = nLittleEndianWord(m_poHeader->abyEncryptionKey);
+  if (nKey != 0u && nKey != 0xFFFFFFFFu)
+    ThrowDPXError("File is encrypted: ", strPath);
+}
+
+CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {
+  return CLuTimeCode::tcFromSmpteDpxTimeCode(
+      nLittleEndianWord(m_poHeader->abyTimeCode), 0.0, false);
+}
+
+void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {
+  uint32_t const nWord = tc.nAsSmpteDpxTimeCode();
+  uint8_t* p = m_poHeader->abyTimeCode;
+  p[0] = uint8_t(nWord);
+  p[1] = uint8_t(nWord >> 8);
+  p[2] = uint8_t(nWord >> 16);
+  p[3] = uint8_t(nWord >> 24);
+}
+
+void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
+  // Read-write on an existing file is append mode in the file layer: the
+  // block below lands at the end of the file, never over the original.
+  CLuFile oFile;
+  if (!oFile.bOpen(strPath, eAccessReadWrite, eOpenExisting, false))
+    ThrowDPXError("Failed to open file ", strPath);
+  oFile.n64Seek(0, eSeekBegin);
+
+  if (oFile.n64GetSize() < kHeaderSize)
+    ThrowDPXError("File is not a valid DPX file ", strPath);
+
+  // Scratch buffer for the header on disk; aligned when the device block
+  // fits inside the header, plain otherwise. Lives for this call only.
+  oFile.DetermineHDBlockSize();
+  uint32_t const nBlockSize = oFile.nGetHDBlockSize();
+  uint32_t nRoom = kHeaderSize;
+  if (nBlockSize <= kHeaderSize) {
+    nRoom = kHeaderSize + 15;
+    if (oFile.bIsDirectIO()) nRoom += 2 * nBlockSize;
+  }
+  uint8_t* pbyRoom = new uint8_t[nRoom];
+  if (pbyRoom == nullptr)
+    ThrowDPXError("Failed to read existing DPX header from file ", strPath);
+  struct SRoomOwner {
+    uint8_t* p;
+    ~SRoomOwner() { delete[] p; }
+  } oRoomOwner{pbyRoom};
+  uint8_t* pbyScratch =
+      nBlockSize <= kHeaderSize ? oFile.pbyAlignBuffer(pbyRoom) : pbyRoom;
+
+  if (oFile.ipRead(pbyScratch, kHeaderSize) != kHeaderSize)
+    ThrowDPXError("Failed to read existing DPX header from file ", strPath);
+
+  char const* pszDisk =
+      reinterpret_cast<char const*>(pbyScratch) + kVersionOffset;
+  if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionSize) != 0) {
+    CLuString strMessage("DPX header version mismatch - expected ");
+    strMessage += strVersionText(m_poHeader->szVersion);
+    strMessage += ", found: ";
+    strMessage += strVersionText(pszDisk);
+    throw CLuError(strMessage, eError, CLuString());
+  }
+
+  oFile.n64Seek(0, eSeekBegin);
+  if (oFile.ipWrite(m_pbyBlock, kHeaderSize) != kHeaderSize)
+    ThrowDPXError("Failed to write header to file ", strPath);
+}
