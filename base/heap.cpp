@@ -7,8 +7,11 @@
 #include <new>
 
 // Called through the global offset table directly: the normal allocation
-// path is one call of the system allocator and nothing else.
+// path is one call of the system allocator and nothing else. (g++ only;
+// clang, used for the fuzz targets, has no such attribute.)
+#if defined(__GNUC__) && !defined(__clang__)
 extern "C" void free(void*) noexcept __attribute__((noplt));
+#endif
 
 SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
 
