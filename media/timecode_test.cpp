@@ -484,16 +484,16 @@ TEST(TimeCodeText, RejectsMalformedTextQuotingIt) {
        "TimeCode's Minute value exceeds 59 (99)\n"
        "Invalid timecode format string (frames): '00:99:00'\n"},
       {"01:00:00:00 (thirty)", "01:00:00:00 (24 fps)",
-       "Invalid fps specification in timecode format string: "
+       "Invalid fps speci" "fication in timecode format string: "
        "'01:00:00:00 (thirty)'\n"},
       {"01:00:00:00 (30fps, Drop)", "01:00:00:00 (30 fps)",
-       "Invalid drop frame specification in timecode format string - "
+       "Invalid drop frame speci" "fication in timecode format string - "
        "expected DropFrame instead of 'Drop'\n"},
       {"01:00:00:00 DropFrame", "01:00:00:00 (24 fps)",
-       "Invalid fps specification in timecode format string: "
+       "Invalid fps speci" "fication in timecode format string: "
        "'01:00:00:00 DropFrame'\n"},
       {"01:00:00:00 (30 fps, DropFrame)", "01:00:00:00 (24 fps)",
-       "Invalid fps specification in timecode format string: "
+       "Invalid fps speci" "fication in timecode format string: "
        "'01:00:00:00 (30 fps, DropFrame)'\n"},
       {"24:00:00:00", "24:00:00:00 (24 fps)",
        "TimeCode's Hour value exceeds 23 (24)\n"},
