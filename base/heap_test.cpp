@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
-#include <string>
 #include <vector>
 
 namespace {
@@ -23,13 +23,14 @@ bool bOperatorsAreOurs() {
 }
 
 // Tests of the global operators' failure path. Every failure path lowers
-// the global heap's allocation limit to what the process holds; TearDown
-// puts it back.
+// the global heap's allocation limit to what the process holds; SetUp and
+// TearDown put it back.
 class LuHeapFailure : public testing::Test {
  protected:
   void SetUp() override {
     if (!bOperatorsAreOurs())
       GTEST_SKIP() << "global operators replaced by a memory checker";
+    poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the probe lowered it
   }
   void TearDown() override {
     LuSimulateAllocationFailures(0);
@@ -38,76 +39,49 @@ class LuHeapFailure : public testing::Test {
   }
 };
 
+int g_iConstructed = 0;
 struct SConstructed {
-  static int s_iConstructed;
-  SConstructed() { ++s_iConstructed; }
-  char ac[40];
-};
-int SConstructed::s_iConstructed = 0;
-
-// Allocated through the aligned forms by new-expressions.
-struct alignas(128) SOverAligned {
-  char c;
+  SConstructed() { ++g_iConstructed; }
 };
 
-// Test client that owns heap blocks and gives them back when asked.
+// Test client that owns heap blocks and gives them all back when asked.
 class CBlockHolder : public CLuHeap::CLargeAllocator {
  public:
   CBlockHolder(CLuHeap* poHeap, int32_t iRank)
       : CLargeAllocator(iRank), poOwner(poHeap) {}
-  ~CBlockHolder() override {
-    for (void* p : vpBlocks) poOwner->pReallocate(p, 0, false);
-  }
-  void Take(size_t nSize) {
-    vpBlocks.push_back(poOwner->pReallocate(nullptr, nSize, true));
-  }
-  // Releases whole blocks from the back until nBytes are covered.
+  ~CBlockHolder() override { ReleaseAll(); }
   void ReleaseMemory(uint32_t nBytes) override {
     vnAsked.push_back(nBytes);
     bReuseSeen = poOwner->bIsReusingBlocks();
-    uint64_t nFreed = 0;
-    while (nFreed < nBytes && !vpBlocks.empty()) {
-      nFreed += CLuHeap::CBlock::poFromUserPointer(vpBlocks.back())->nSize;
-      poOwner->pReallocate(vpBlocks.back(), 0, false);
-      vpBlocks.pop_back();
-    }
+    ReleaseAll();
   }
-  std::vector<uint32_t> vnAsked;
-  bool bReuseSeen = true;
+  void ReleaseAll() {
+    for (void* p : vpBlocks) poOwner->pReallocate(p, 0, false);
+    vpBlocks.clear();
+  }
   CLuHeap* poOwner;
   std::vector<void*> vpBlocks;
+  std::vector<uint32_t> vnAsked;
+  bool bReuseSeen = true;
 };
 
 }  // namespace
 
 // ------------------------------------------------------ global operators
 
-TEST_F(LuHeapFailure, SuccessfulAllocationsNeverTakeTheMutex) {
+TEST_F(LuHeapFailure, OnlyAFailureTakesTheMutexAndOneIsRecovered) {
+  std::align_val_t const eAlign{4096};
   uint32_t nBefore = g_oLuHeapTestSeam.nLocksTaken.load();
   for (int i = 0; i < 100; ++i) {
     delete new char;
-    delete[] new char[1000 + i];
-    delete[] new (std::nothrow) int[3];
-    delete new SOverAligned;
-    delete[] new SOverAligned[3];
-    ::operator delete(::operator new(100, std::align_val_t(64)),
-                      std::align_val_t(64));
-    ::operator delete[](
-        ::operator new[](5000, std::align_val_t(4096), std::nothrow),
-        std::align_val_t(4096), std::nothrow);
-    ::operator delete(::operator new(48), size_t(48));
+    delete[] new (std::nothrow) int[3 + i];
+    ::operator delete[](::operator new[](5000, eAlign), eAlign);
   }
   EXPECT_EQ(nBefore, g_oLuHeapTestSeam.nLocksTaken.load());
-  EXPECT_EQ(0u, poLuGlobalHeap()->nGetLockCount());
-}
 
-TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
-  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the probe lowered it
-  uint32_t nBefore = g_oLuHeapTestSeam.nLocksTaken.load();
   LuSimulateAllocationFailures(1);
   void* p = ::operator new(100);
   EXPECT_NE(nullptr, p);
-  EXPECT_EQ(0u, g_oLuHeapTestSeam.nFailuresLeft.load());
   EXPECT_EQ(nBefore + 1, g_oLuHeapTestSeam.nLocksTaken.load());
   ::operator delete(p);
   // The retry took what the process holds as its allocation limit.
@@ -123,173 +97,107 @@ TEST_F(LuHeapFailure, OneFailureIsRetriedUnderTheMutexAndRecovers) {
   ::operator delete[](p);
 }
 
-TEST_F(LuHeapFailure, SixFailuresInARowGiveNullInEveryForm) {
-  struct {
-    char const* pszForm;
-    void* (*pfnAllocate)();
-    void (*pfnRelease)(void*);
-  } const aForms[] = {
-      {"scalar", [] { return ::operator new(64); },
-       [](void* p) { ::operator delete(p); }},
-      {"array", [] { return ::operator new[](64); },
-       [](void* p) { ::operator delete[](p, size_t(64)); }},
-      {"nothrow", [] { return ::operator new(64, std::nothrow); },
-       [](void* p) { ::operator delete(p, std::nothrow); }},
-      {"aligned", [] { return ::operator new[](64, std::align_val_t(256)); },
-       [](void* p) { ::operator delete[](p, std::align_val_t(256)); }},
-      {"aligned nothrow",
-       [] { return ::operator new(64, std::align_val_t(32), std::nothrow); },
-       [](void* p) {
-         ::operator delete(p, std::align_val_t(32), std::nothrow);
-       }},
+TEST_F(LuHeapFailure, SixFailuresInARowGiveNull) {
+  void* (*const apfnForms[])() = {
+      [] { return ::operator new(64); },
+      [] { return ::operator new[](64, std::nothrow); },
+      [] { return ::operator new(64, std::align_val_t(32), std::nothrow); },
   };
-  for (auto const& oForm : aForms) {
-    for (uint32_t nFailures = 1; nFailures <= 7; ++nFailures) {
-      SCOPED_TRACE(std::string(oForm.pszForm) + ", failures " +
-                   std::to_string(nFailures));
+  for (size_t i = 0; i < 3; ++i) {
+    for (uint32_t nFailures = 5; nFailures <= 7; ++nFailures) {
+      SCOPED_TRACE(testing::Message() << "form " << i << ", failures "
+                                      << nFailures);
       LuSimulateAllocationFailures(nFailures);
-      void* p = oForm.pfnAllocate();
-      uint32_t nLeft = g_oLuHeapTestSeam.nFailuresLeft.load();
+      void* p = apfnForms[i]();
       EXPECT_EQ(nFailures >= 6, p == nullptr);
-      EXPECT_EQ(nFailures > 6 ? nFailures - 6 : 0, nLeft);
-      oForm.pfnRelease(p);
+      EXPECT_EQ(nFailures == 7 ? 1u : 0u,
+                g_oLuHeapTestSeam.nFailuresLeft.load());
+      free(p);  // the system allocator's block, whatever the form
     }
   }
-}
-
-TEST_F(LuHeapFailure, AlignmentThatIsNoPowerOfTwoFailsWithoutRetrying) {
-  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the probe lowered it
-  uint32_t nBefore = g_oLuHeapTestSeam.nLocksTaken.load();
-  EXPECT_EQ(nullptr, ::operator new(64, std::align_val_t(48), std::nothrow));
-  EXPECT_EQ(nBefore, g_oLuHeapTestSeam.nLocksTaken.load());
-  EXPECT_EQ(0xFFFFFFFFu, poLuGlobalHeap()->nGetAllocationLimit());
-}
-
-TEST_F(LuHeapFailure, NullFromNewRunsNoConstructor) {
-  SConstructed::s_iConstructed = 0;
+  // A new-expression that gets null runs no constructor.
   LuSimulateAllocationFailures(6);
   SConstructed* po = new SConstructed;
-  LuSimulateAllocationFailures(0);
   EXPECT_EQ(nullptr, po);
-  EXPECT_EQ(0, SConstructed::s_iConstructed);
-  delete po;
+  EXPECT_EQ(0, g_iConstructed);
 }
 
-// The retry loop itself: one first try unless skipped, then five rounds of
-// trimming and trying again. Runs under any memory checker.
+// The retry loop itself, which runs under any memory checker: one first try
+// unless skipped, then five rounds of trimming and trying again.
 TEST(LuHeap, InternalAllocGivesUpAfterTheFifthRetry) {
-  struct {
-    bool bSkipFirstTry;
-    size_t nAlignment;  // 0: pInternalAlloc
-    uint32_t nFailures;
-    bool bNull;
-  } const aCases[] = {
-      {false, 0, 0, false}, {false, 0, 5, false},    {false, 0, 6, true},
-      {true, 0, 4, false},  {true, 0, 5, true},      {true, 64, 4, false},
-      {true, 64, 5, true},  {false, 4096, 5, false}, {false, 48, 0, true},
-  };
   CLuHeap oHeap;
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(testing::Message() << c.bSkipFirstTry << " " << c.nAlignment
-                                    << " " << c.nFailures);
-    LuSimulateAllocationFailures(c.nFailures);
-    void* p = c.nAlignment ? oHeap.pInternalAllocAligned(100, c.nAlignment,
-                                                         c.bSkipFirstTry)
-                           : oHeap.pInternalAlloc(100, c.bSkipFirstTry);
-    LuSimulateAllocationFailures(0);
-    EXPECT_EQ(c.bNull, p == nullptr);
-    if (p && c.nAlignment) {
-      EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % c.nAlignment);
-    }
+  for (uint32_t nFailures : {5u, 6u}) {
+    SCOPED_TRACE(nFailures);
+    LuSimulateAllocationFailures(nFailures);
+    void* p = oHeap.pInternalAlloc(100, false);
+    EXPECT_EQ(nFailures == 6, p == nullptr);
+    free(p);
+    LuSimulateAllocationFailures(nFailures - 1);
+    p = oHeap.pInternalAllocAligned(100, 64, true);  // no first try
+    EXPECT_EQ(nFailures == 6, p == nullptr);
+    EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % 64);
     free(p);
   }
+  LuSimulateAllocationFailures(0);
+  // An alignment that is no power of two fails without retrying.
+  EXPECT_EQ(nullptr, oHeap.pInternalAllocAligned(100, 48, false));
 }
 
 // ------------------------------------------------------------ block cache
 
-TEST(LuHeap, BlockIsAlignedAndItsWordLeadsBack) {
-  CLuHeap oHeap;
-  void* p = oHeap.pReallocate(nullptr, 100, true);
-  ASSERT_NE(nullptr, p);
-  EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % 64);
-  CLuHeap::CBlock* poBlock = nullptr;
-  memcpy(&poBlock, static_cast<char*>(p) - sizeof(void*), sizeof(void*));
-  ASSERT_NE(nullptr, poBlock);
-  EXPECT_EQ(168u, poBlock->nSize);
-  EXPECT_EQ(p, poBlock->pUser);
-  EXPECT_EQ(168u, oHeap.nGetBytesInUse());
-  EXPECT_EQ(nullptr, oHeap.pReallocate(p, 0, true));
-  EXPECT_EQ(0u, oHeap.nGetBytesInUse());
-  EXPECT_EQ(0u, oHeap.nGetBlocksInUse());
-}
-
-TEST(LuHeap, ReallocationKeepsContentsOnlyWhenAsked) {
+TEST(LuHeap, BlockIsAlignedLeadsBackAndKeepsItsContents) {
   CLuHeap oHeap;
   char* p = static_cast<char*>(oHeap.pReallocate(nullptr, 100, true));
   ASSERT_NE(nullptr, p);
+  EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % 64);
+  CLuHeap::CBlock* poBlock = nullptr;
+  memcpy(&poBlock, p - sizeof(void*), sizeof(void*));
+  ASSERT_NE(nullptr, poBlock);
+  EXPECT_EQ(168u, poBlock->nSize);
+  EXPECT_EQ(static_cast<void*>(p), poBlock->pUser);
+
   for (int i = 0; i < 100; ++i) p[i] = static_cast<char>(i + 1);
-  char* pGrown = static_cast<char*>(oHeap.pReallocate(p, 20000, true));
-  ASSERT_NE(nullptr, pGrown);
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(i + 1, pGrown[i]) << i;
-  char* pShrunk = static_cast<char*>(oHeap.pReallocate(pGrown, 10, true));
-  ASSERT_NE(nullptr, pShrunk);
-  EXPECT_EQ(0, memcmp(pShrunk, "\1\2\3\4\5\6\7\10\11\12", 10));
+  p = static_cast<char*>(oHeap.pReallocate(p, 20000, true));
+  ASSERT_NE(nullptr, p);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(i + 1, p[i]) << i;
+  p = static_cast<char*>(oHeap.pReallocate(p, 10, true));
+  EXPECT_EQ(0, memcmp(p, "\1\2\3\4\5\6\7\10\11\12", 10));
   EXPECT_EQ(78u, oHeap.nGetBytesInUse());
-  void* pFresh = oHeap.pReallocate(pShrunk, 30, false);
-  EXPECT_EQ(98u, oHeap.nGetBytesInUse());
-  EXPECT_EQ(1u, oHeap.nGetBlocksInUse());
-  oHeap.pReallocate(pFresh, 0, false);
+  EXPECT_EQ(nullptr, oHeap.pReallocate(p, 0, true));  // size 0 releases
+  EXPECT_EQ(0u, oHeap.nGetBlocksInUse());
 }
 
 TEST(LuHeap, ReleasedBlocksFallIntoEightKiBSizeClasses) {
-  struct {
-    size_t nRequest;
-    uint32_t nBlockSize, nClass;
-  } const aCases[] = {
-      {100, 168, 0},      {8100, 8168, 0},       {8124, 8192, 8192},
-      {8200, 8268, 8192}, {16316, 16384, 16384},
-  };
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.nRequest);
+  // Request, block size (request + 68), size class.
+  uint32_t const anCases[][3] = {
+      {8100, 8168, 0}, {8124, 8192, 8192}, {8200, 8268, 8192}};
+  for (auto const& an : anCases) {
+    SCOPED_TRACE(an[0]);
     CLuHeap oHeap;
     oHeap.ReuseFreeBlocksUpTo(1000000);
-    oHeap.pReallocate(oHeap.pReallocate(nullptr, c.nRequest, true), 0, true);
+    oHeap.pReallocate(oHeap.pReallocate(nullptr, an[0], true), 0, true);
     ASSERT_EQ(1u, oHeap.nGetFreeListCount());
-    CLuHeap::CBlockList* poList = oHeap.poGetFreeListAt(0);
-    EXPECT_EQ(c.nClass, poList->nSizeClass);
-    EXPECT_EQ(poList, oHeap.poGetListForSize(c.nBlockSize, false));
-    EXPECT_EQ(c.nBlockSize, poList->poGetHead()->nSize);
-    EXPECT_EQ(c.nBlockSize, oHeap.nGetBytesInFreeBlocks());
+    EXPECT_EQ(an[2], oHeap.poGetFreeListAt(0)->nSizeClass);
+    EXPECT_EQ(an[1], oHeap.nGetBytesInFreeBlocks());
   }
 }
 
-TEST(LuHeap, WithoutBudgetAReleasedBlockIsDeletedAtOnce) {
-  CLuHeap oHeap;
+TEST(LuHeap, ReleasedBlockIsDeletedWithoutBudgetAndReusedWithOne) {
+  CLuHeap oHeap;  // the initial budget is 0
   oHeap.pReallocate(oHeap.pReallocate(nullptr, 100, true), 0, true);
   EXPECT_EQ(0u, oHeap.nGetFreeListCount());
   EXPECT_EQ(0u, oHeap.nGetBytesInFreeBlocks());
-  EXPECT_EQ(0u, oHeap.nGetBytesInUse());
-}
 
-TEST(LuHeap, ReleasedBlockIsReusedOnceTheBudgetAllows) {
-  CLuHeap oHeap;
   oHeap.ReuseFreeBlocksUpTo(1000000);
-  EXPECT_EQ(1000000u, oHeap.nGetBlockBudget());
   void* p = oHeap.pReallocate(nullptr, 100, true);
-  CLuHeap::CBlock* poBlock = CLuHeap::CBlock::poFromUserPointer(p);
   oHeap.pReallocate(p, 0, true);
   ASSERT_EQ(1u, oHeap.nGetFreeListCount());
-  EXPECT_EQ(poBlock, oHeap.poGetFreeListAt(0)->poGetHead());
-  EXPECT_EQ(nullptr, poBlock->posInUse);
+  EXPECT_EQ(CLuHeap::CBlock::poFromUserPointer(p),
+            oHeap.poGetFreeListAt(0)->poGetHead());
   EXPECT_EQ(168u, oHeap.nGetBytesInFreeBlocks());
-
-  void* pAgain = oHeap.pReallocate(nullptr, 100, true);
-  EXPECT_EQ(p, pAgain);
-  EXPECT_EQ(poBlock, CLuHeap::CBlock::poFromUserPointer(pAgain));
+  EXPECT_EQ(p, oHeap.pReallocate(nullptr, 100, true));
   EXPECT_EQ(0u, oHeap.nGetFreeListCount());  // emptied list is gone
-  EXPECT_EQ(0u, oHeap.nGetBytesInFreeBlocks());
-  EXPECT_EQ(168u, oHeap.nGetBytesInUse());
-  oHeap.pReallocate(pAgain, 0, true);
+  oHeap.pReallocate(p, 0, true);
 }
 
 TEST(LuHeap, LoweredBudgetTrimsFromTheSmallestClassUp) {
@@ -300,16 +208,12 @@ TEST(LuHeap, LoweredBudgetTrimsFromTheSmallestClassUp) {
   void* pLarge = oHeap.pReallocate(nullptr, 20000, true);  // 20068, 16384
   for (void* p : {pLarge, pSmall, pMedium}) oHeap.pReallocate(p, 0, true);
   ASSERT_EQ(3u, oHeap.nGetFreeListCount());
-  for (uint32_t i = 0; i < 3; ++i)
-    EXPECT_EQ(i * 8192, oHeap.poGetFreeListAt(i)->nSizeClass);
   EXPECT_EQ(29304u, oHeap.nGetBytesInFreeBlocks());
 
   // 29,304 - 25,000 = 4,304 bytes must go: the 168-byte block, then the
   // 9,068-byte one; the 20,068-byte block stays.
   oHeap.ReuseFreeBlocksUpTo(25000);
-  EXPECT_EQ(25000u, oHeap.nGetBlockBudget());
   ASSERT_EQ(1u, oHeap.nGetFreeListCount());
-  EXPECT_EQ(16384u, oHeap.poGetFreeListAt(0)->nSizeClass);
   EXPECT_EQ(20068u, oHeap.nGetBytesInFreeBlocks());
 }
 
@@ -323,46 +227,34 @@ TEST(LuHeap, AllocateOnlyUpToLowersTheBudget) {
   // the (empty) cache.
   EXPECT_LE(oHeap.nGetBlockBudget(), 500000000u);
   EXPECT_GE(oHeap.nGetBlockBudget(), 500000000u - nHeld);
-  // A limit of 0 leaves no budget at all.
-  oHeap.AllocateOnlyUpTo(0);
+  oHeap.AllocateOnlyUpTo(0);  // no budget at all
   EXPECT_EQ(0u, oHeap.nGetBlockBudget());
   EXPECT_FALSE(oHeap.bCanAllocateLargeBlock(1));
-}
-
-TEST(LuHeap, CanAllocateLargeBlockWithinBudgetAndLimit) {
-  CLuHeap oHeap;
-  EXPECT_FALSE(oHeap.bCanAllocateLargeBlock(100));  // budget 0
-  oHeap.ReuseFreeBlocksUpTo(1000);
-  EXPECT_TRUE(oHeap.bCanAllocateLargeBlock(932));  // 932 + 68 = 1000
-  EXPECT_FALSE(oHeap.bCanAllocateLargeBlock(933));
 }
 
 TEST(LuHeap, LargeAllocatorsReleaseTheExcessLargestRankingFirst) {
   CLuHeap oHeap;
   CBlockHolder oLow(&oHeap, 5), oHigh(&oHeap, 10);
-  for (int i = 0; i < 3; ++i) oHigh.Take(1000);  // 3 blocks of 1,068
-  oLow.Take(1000);
+  for (int i = 0; i < 3; ++i)  // 3 blocks of 1,068
+    oHigh.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
+  oLow.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
   oHeap.AddLargeAllocator(&oLow);
   oHeap.AddLargeAllocator(&oHigh);
-  ASSERT_EQ(2u, oHeap.nGetLargeAllocatorCount());
   EXPECT_EQ(&oHigh, oHeap.poGetLargeAllocatorAt(0));
 
   // A limit 3,000 bytes below what the process holds: the first allocator
-  // gives back three blocks (3,204 bytes) and the second is not asked.
+  // gives back its three blocks (3,204 bytes); the second is not asked.
   uint64_t nInBlocks = oHeap.nGetBytesInUse();
   uint64_t nSystem = static_cast<uint64_t>(CLuHeap::ipAllocatedSystem());
-  uint64_t nTotal = nSystem > nInBlocks ? nSystem : nInBlocks;
-  oHeap.AllocateOnlyUpTo(static_cast<uint32_t>(nTotal - 3000));
+  oHeap.AllocateOnlyUpTo(
+      static_cast<uint32_t>(std::max(nSystem, nInBlocks) - 3000));
   EXPECT_EQ(std::vector<uint32_t>{3000}, oHigh.vnAsked);
-  EXPECT_FALSE(oHigh.bReuseSeen);
-  EXPECT_TRUE(oHeap.bIsReusingBlocks());
+  EXPECT_FALSE(oHigh.bReuseSeen);  // no caching while releasing
   EXPECT_TRUE(oLow.vnAsked.empty());
-  EXPECT_TRUE(oHigh.vpBlocks.empty());
   EXPECT_EQ(1068u, oHeap.nGetBytesInUse());
   EXPECT_EQ(0u, oHeap.nGetFreeListCount());  // released blocks destroyed
 
   oHeap.RemoveLargeAllocator(&oHigh);
-  ASSERT_EQ(1u, oHeap.nGetLargeAllocatorCount());
   EXPECT_EQ(&oLow, oHeap.poGetLargeAllocatorAt(0));
   oHeap.RemoveLargeAllocator(&oLow);
 }
