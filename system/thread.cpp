@@ -201,8 +201,10 @@ bool CLuThread::Restart() {
 }
 
 void CLuThread::SetStopFlag() {
-  bStop = true;
+  // Restart is cleared first: a body that sees the stop and returns at once
+  // must not find a restart still pending, or the stop would be lost.
   bRestart = false;
+  bStop = true;
 }
 
 bool CLuThread::bSelf() const {
