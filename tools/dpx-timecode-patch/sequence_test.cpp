@@ -6,52 +6,40 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "tools/dpx-timecode-patch/test_support.h"
+#include "tools/dpx-timecode-patch/run_chronex_test.h"
 
 namespace {
 
 TEST(CutOffNumber, ReplacesTheFrameNumberWithAHash) {
-  struct {
-    char const* pszPath;
-    char const* pszResult;
-    int iNumber;
-    char const* pszDigits;
-  } const aCases[] = {
-      {"plate.0001.dpx", "plate.#.dpx", 1, "0001"},
-      {"sequence0001.dpx", "sequence#.dpx", 1, "0001"},
-      {"0001.dpx", "#.dpx", 1, "0001"},
-      {"plate0001", "plate#.", 1, "0001"},
-      {"plate.0001", "plate..#", 1, "0001"},
-      {"plate.take2", "plate.take.#", 2, "2"},
-      {"plate.#.dpx", "plate.#.dpx", 0, ""},
-      {"sequence#.dpx", "sequence#.dpx", 0, ""},
-      {"plate.dpx", "plate.dpx", 0, ""},
+  // Input, then the cut name, the number and its digits.
+  std::pair<char const*, char const*> const aCases[] = {
+      {"plate.0001.dpx", "plate.#.dpx 1 0001"},
+      {"sequence0001.dpx", "sequence#.dpx 1 0001"},
+      {"0001.dpx", "#.dpx 1 0001"},
+      {"plate0001", "plate#. 1 0001"},
+      {"plate.0001", "plate..# 1 0001"},
+      {"plate.take2", "plate.take.# 2 2"},
+      {"plate.#.dpx", "plate.#.dpx 0 "},
       // the folder part is dropped; the number's width is kept in digits
-      {"/shots/a/plate.0120.dpx", "plate.#.dpx", 120, "0120"},
-      {"/shots/a.7/plate.dpx", "plate.dpx", 0, ""},
-      {"PLATE.0004.DPX", "PLATE.#.DPX", 4, "0004"},
-      {"a.10.dpx", "a.#.dpx", 10, "10"},
-      {"v2.dpx2", "v2.dpx.#", 2, "2"},
-      {"x.12", "x..#", 12, "12"},
+      {"/shots/a/plate.0120.dpx", "plate.#.dpx 120 0120"},
+      {"/shots/a.7/plate.dpx", "plate.dpx 0 "},
       // past the 32-bit range the value saturates
-      {"big.99999999999.dpx", "big.#.dpx", 2147483647, "99999999999"},
-      {"", "", 0, ""},
+      {"big.99999999999.dpx", "big.#.dpx 2147483647 99999999999"},
+      {"", " 0 "},
   };
   for (auto const& c : aCases) {
-    SCOPED_TRACE(c.pszPath);
+    SCOPED_TRACE(c.first);
     CLuString strResult("junk"), strDigits("junk");
     int iNumber = -5;
-    LuCutOffNumber(CLuString(c.pszPath), &strResult, &iNumber, &strDigits);
-    EXPECT_STREQ(strResult.pszGetString(), c.pszResult);
-    EXPECT_EQ(iNumber, c.iNumber);
-    EXPECT_STREQ(strDigits.pszGetString(), c.pszDigits);
+    LuCutOffNumber(CLuString(c.first), &strResult, &iNumber, &strDigits);
+    EXPECT_EQ(std::string(strResult) + " " + std::to_string(iNumber) + " " +
+                  strDigits.pszGetString(),
+              c.second);
   }
-}
-
-TEST(CutOffNumber, WritesInPlaceAndToleratesNullOutputs) {
-  CLuString str("plate.0001.dpx");
+  CLuString str("plate.0001.dpx");  // in place, null outputs tolerated
   LuCutOffNumber(str, &str, nullptr, nullptr);
   EXPECT_STREQ(str.pszGetString(), "plate.#.dpx");
   LuCutOffNumber(CLuString("a.1.dpx"), nullptr, nullptr, nullptr);
@@ -59,22 +47,26 @@ TEST(CutOffNumber, WritesInPlaceAndToleratesNullOutputs) {
 
 class FrameList : public chronex_test::TempFolderTest {
  protected:
-  // The members found for strInput, sorted, as names relative to m_strDir.
-  std::vector<std::string> Members(std::string const& strInput) {
-    CLuCompactArray<CLuString> aoFrames(128, 128);
-    FileListFromFramePath(CLuString(strInput.c_str()), &aoFrames);
+  // The members found for strInput (appended behind poFirst when given),
+  // sorted, with m_strDir cut off.
+  std::vector<std::string> Members(std::string const& strInput,
+                                   CLuString* poFirst = nullptr) {
+    CLuCompactArray<CLuString> ao(128, 128);
+    if (poFirst != nullptr) ao.Add(poFirst);
+    FileListFromFramePath(CLuString(strInput.c_str()), &ao);
+    EXPECT_TRUE(poFirst == nullptr || ao.poGetAt(0) == poFirst);
     std::vector<std::string> astr;
-    for (uint32_t i = 0; i < aoFrames.nGetCount(); ++i) {
-      std::string const s = aoFrames.poGetAt(i)->pszGetString();
-      EXPECT_EQ(s.compare(0, m_strDir.size() + 1, m_strDir + "/"), 0) << s;
-      astr.push_back(s.substr(m_strDir.size() + 1));
-      delete aoFrames.poGetAt(i);
+    for (uint32_t i = poFirst ? 1 : 0; i < ao.nGetCount(); ++i) {
+      std::string s = ao.poGetAt(i)->pszGetString();
+      if (s.rfind(m_strDir + "/", 0) == 0) s.erase(0, m_strDir.size() + 1);
+      astr.push_back(s);
+      delete ao.poGetAt(i);
     }
     std::sort(astr.begin(), astr.end());
     return astr;
   }
-  void Empty(std::string const& strName) {
-    chronex_test::WriteFile(Path(strName), {});
+  void Empty(char const* pszName) {
+    chronex_test::WriteFile(Path(pszName), "");
   }
 };
 
@@ -82,26 +74,21 @@ TEST_F(FrameList, KeepsSiblingsOfTheSameKeyOnly) {
   for (char const* psz :
        {"plate.0001.dpx", "plate.0002.dpx", "plate.1.dpx", "PLATE.0004.DPX",
         "other.0001.dpx", "plate.0001.tif", "plate.dpx", "plate.0001.dpx.bak",
-        "plate_0003.dpx", ".plate.0005.dpx", "plate.0006.dpx",
-        "plate.0007.dpx"})
+        "plate_0003.dpx", ".plate.0005.dpx", "plate.0006.dpx", "plate.0007.dpx",
+        "plate.0001", "plate.0002"})
     Empty(psz);
   mkdir(Path("plate.0008.dpx").c_str(), 0755);  // a folder named like a frame
-  chronex_test::WriteFile(
-      Path(".hidden"), {'x', '\n', 'P', 'L', 'A', 'T', 'E', '.', '0', '0', '0',
-                        '6', '.', 'D', 'P', 'X', '\r', '\n'});
-  std::vector<std::string> const astrExpected = {
-      "PLATE.0004.DPX", "plate.0001.dpx", "plate.0002.dpx", "plate.0007.dpx",
-      "plate.1.dpx"};
-  EXPECT_EQ(Members(Path("plate.0001.dpx")), astrExpected);
+  chronex_test::WriteFile(Path(".hidden"), "x\nPLATE.0006.DPX\r\n");
   // The frame typed need not exist; a single "#" names the sequence too.
-  EXPECT_EQ(Members(Path("plate.9999.dpx")), astrExpected);
-  EXPECT_EQ(Members(Path("plate.#.dpx")), astrExpected);
-  EXPECT_EQ(Members(Path("Plate.#.Dpx")), astrExpected);
-}
-
-TEST_F(FrameList, PlaceholdersOtherThanOneHashFindNothing) {
-  for (char const* psz : {"plate.0001.dpx", "plate.0002.dpx", "plate.#.dpx"})
-    Empty(psz);
+  for (char const* pszInput :
+       {"plate.0001.dpx", "plate.9999.dpx", "plate.#.dpx", "Plate.#.Dpx"}) {
+    SCOPED_TRACE(pszInput);
+    EXPECT_EQ(Members(Path(pszInput)),
+              (std::vector<std::string>{"PLATE.0004.DPX", "plate.0001.dpx",
+                                        "plate.0002.dpx", "plate.0007.dpx",
+                                        "plate.1.dpx"}));
+  }
+  // Other placeholders, and a number ending a name without extension.
   for (char const* pszInput :
        {"plate.##.dpx", "plate.%d.dpx", "plate.%04d.dpx", "plate.@.dpx",
         "nothing.0001.dpx", "missing/plate.0001.dpx", "plate.0001"}) {
@@ -110,36 +97,17 @@ TEST_F(FrameList, PlaceholdersOtherThanOneHashFindNothing) {
   }
 }
 
-TEST_F(FrameList, NumberEndingTheNameWithoutExtensionFindsNothing) {
-  Empty("plate.0001");
-  Empty("plate.0002");
-  EXPECT_TRUE(Members(Path("plate.0001")).empty());
-}
-
-TEST_F(FrameList, AppendsToTheListAndLeavesItUnsorted) {
+TEST_F(FrameList, AppendsToTheListAndSearchesTheCurrentFolderByDefault) {
   Empty("s9.dpx");
   Empty("s10.dpx");
-  CLuCompactArray<CLuString> aoFrames(128, 128);
   CLuString strFirst("first");
-  aoFrames.Add(&strFirst);
-  FileListFromFramePath(CLuString(Path("s1.dpx").c_str()), &aoFrames);
-  ASSERT_EQ(aoFrames.nGetCount(), 3u);
-  EXPECT_EQ(aoFrames.poGetAt(0), &strFirst);
-  for (uint32_t i = 1; i < 3; ++i) delete aoFrames.poGetAt(i);
-  FileListFromFramePath(CLuString("x.1.dpx"), nullptr);
-}
-
-TEST_F(FrameList, InputWithoutFolderSearchesTheCurrentFolder) {
-  Empty("f.0001.dpx");
   char szOld[4096];
   ASSERT_NE(getcwd(szOld, sizeof szOld), nullptr);
   ASSERT_EQ(chdir(m_strDir.c_str()), 0);
-  CLuCompactArray<CLuString> aoFrames(128, 128);
-  FileListFromFramePath(CLuString("f.0002.dpx"), &aoFrames);
+  std::vector<std::string> const astr = Members("s1.dpx", &strFirst);
+  FileListFromFramePath(CLuString("s1.dpx"), nullptr);
   ASSERT_EQ(chdir(szOld), 0);
-  ASSERT_EQ(aoFrames.nGetCount(), 1u);
-  EXPECT_STREQ(aoFrames.poGetAt(0)->pszGetString(), "./f.0001.dpx");
-  delete aoFrames.poGetAt(0);
+  EXPECT_EQ(astr, (std::vector<std::string>{"./s10.dpx", "./s9.dpx"}));
 }
 
 }  // namespace
