@@ -31,17 +31,19 @@ TEST(CommandLine, BothConstructFormsGiveTheSameList) {
        "\"/Apps/Tool Dir/tool\" x",
        {"/Apps/Tool Dir/tool", "x"}},
       // Only blanks split, so a tab needs no quotes.
-      {{"tool", "c\td", "-f", "25"},
-       "tool c\td -f 25",
-       {"tool", "c\td", "-f", "25"}},
+      {{"tool", "c\td"}, "tool c\td", {"tool", "c\td"}},
       // The launcher's serial goes (in any case); later arguments move down.
-      {{"tool", "x", "-psn_0_12345", "y"}, "tool x y", {"tool", "x", "y"}},
-      {{"tool", "-PSN_0_1", "y"}, "tool y", {"tool", "y"}},
-      {{"tool"}, "\"tool\"", {"tool"}},
+      {{"tool", "x", "-psn_0_12345", "-PSN_0_1", "y"},
+       "tool x y",
+       {"tool", "x", "y"}},
+      // A token loses one pair of enclosing quotes; runs of blanks are one.
+      {{"tool", "\"x\""}, "  tool   \"x\" ", {"tool", "x"}},
+      {{"t", "\"\"x\"\""}, "t \"\"x\"\"", {"t", "\"x\""}},
+      {{}, "", {}},  // each Construct replaces the previous content
   };
+  CLuCommandLine oFromVector, oFromText;
   for (Case const& c : aCases) {
     SCOPED_TRACE(c.pszText);
-    CLuCommandLine oFromVector, oFromText;
     oFromVector.Construct(static_cast<int>(c.apszArgV.size()),
                           c.apszArgV.data());
     oFromText.Construct(CLuString(c.pszText));
@@ -50,44 +52,7 @@ TEST(CommandLine, BothConstructFormsGiveTheSameList) {
   }
 }
 
-TEST(CommandLine, TextIsSplitAtBlanksAndLosesOnePairOfQuotes) {
-  struct Case {
-    char const* pszText;
-    Strings aExpected;
-  };
-  Case const aCases[] = {
-      {"tool \"x\"", {"tool", "x"}},
-      {"  tool   a  b ", {"tool", "a", "b"}},
-      {"t \"\"x\"\"", {"t", "\"x\""}},
-      {"t \"", {"t", "\""}},
-      {"", {}},
-  };
-  CLuCommandLine oLine;
-  for (Case const& c : aCases) {
-    SCOPED_TRACE(c.pszText);
-    oLine.Construct(CLuString(c.pszText));  // replaces the previous content
-    EXPECT_EQ(c.aExpected, Args(oLine));
-  }
-  oLine.Construct(0, nullptr);
-  EXPECT_EQ(0u, oLine.nArgCount());
-}
-
-TEST(CommandLine, ArgumentPastTheEndIsTheDefaultAndRemoveArgShifts) {
-  CLuCommandLine oLine;
-  oLine.Construct(CLuString("tool a b"));
-  CLuString const strEmpty;
-  EXPECT_EQ(&strEmpty, &oLine.strArg(5, strEmpty));
-  EXPECT_EQ(&strEmpty, &oLine.strArg(3, strEmpty));
-  EXPECT_STREQ("b", oLine.strArg(2, strEmpty).pszGetString());
-
-  oLine.RemoveArg(1);
-  oLine.RemoveArg(2);  // out of range: nothing happens
-  EXPECT_EQ((Strings{"tool", "b"}), Args(oLine));
-  oLine.RemoveArg(0);
-  EXPECT_EQ((Strings{"b"}), Args(oLine));
-}
-
-TEST(CommandLine, JoinedTextQuotesArgumentsWithBlankOrTab) {
+TEST(CommandLine, JoinsQuotingBlankOrTabReadsAndRemovesByIndex) {
   char const* apszArgV[] = {"/Apps/Tool Dir/tool", "a b", "c\td", "e"};
   CLuCommandLine oLine;
   oLine.Construct(4, apszArgV);
@@ -95,6 +60,12 @@ TEST(CommandLine, JoinedTextQuotesArgumentsWithBlankOrTab) {
                oLine.strCommandLine().pszGetString());
   EXPECT_STREQ("\"a b\" \"c\td\" e",
                oLine.strCommandLineWithoutApp().pszGetString());
+  CLuString const strEmpty;
+  EXPECT_EQ(&strEmpty, &oLine.strArg(4, strEmpty));  // past the end
+  EXPECT_EQ(&strEmpty, &oLine.strArg(5, strEmpty));
+  oLine.RemoveArg(1);
+  oLine.RemoveArg(3);  // out of range: nothing happens
+  EXPECT_EQ((Strings{"/Apps/Tool Dir/tool", "c\td", "e"}), Args(oLine));
   CLuCommandLine oEmpty;
   EXPECT_STREQ("", oEmpty.strCommandLineWithoutApp().pszGetString());
 }
