@@ -180,17 +180,20 @@ TEST(TimeCode, EveryFrameOfADayRoundTripsAndStepsInOrder) {
       uint32_t const nDpx = Bcd(h) | Bcd(m) << 8 | Bcd(s) << 16 | Bcd(f) << 24;
       uint32_t const nFull = static_cast<uint32_t>(i) | c.nFullRateBits;
       CLuTimeCode const tc = TC::tcFromFramesSinceMidnight(i, c.dFps, c.bDrop);
-      CLuTimeCode const tcDpx =
-          TC::tcFromSmpteDpxTimeCode(nDpx, c.dFps, c.bDrop);
       bool bOk = tc.nAsSmpteDpxTimeCode() == nDpx && !tc.bInvalid &&
                  tc.iFramesSinceMidnight() == i &&
                  static_cast<uint32_t>(tc.nAsFullPacked()) == nFull &&
-                 tcStep.nAsSmpteDpxTimeCode() == nDpx && !tcStep.bInvalid &&
-                 tcDpx.iFramesSinceMidnight() == i && !tcDpx.bInvalid;
-      // Decoding the full word runs the same count conversion as tc; once a
-      // second (and at the last frame) keeps the walk fast.
-      if (f == 0 || i == iDay - 1) {
-        bOk = bOk && TC::tcFromFullPacked(static_cast<int32_t>(nFull)) == tc;
+                 tcStep.nAsSmpteDpxTimeCode() == nDpx && !tcStep.bInvalid;
+      // Every word is encoded above. Decoding runs the same count conversion
+      // as tc, so it is done for every frame of second 0 of each minute and
+      // the first frame of every other second (and the last frame): every
+      // frame, second, minute and hour value is decoded, and the walk stays
+      // fast.
+      if (f == 0 || s == 0 || i == iDay - 1) {
+        CLuTimeCode const tcDpx =
+            TC::tcFromSmpteDpxTimeCode(nDpx, c.dFps, c.bDrop);
+        bOk = bOk && tcDpx.iFramesSinceMidnight() == i && !tcDpx.bInvalid &&
+              TC::tcFromFullPacked(static_cast<int32_t>(nFull)) == tc;
       }
       if (!bOk) iFirstBad = i;
       tcStep += 1;
