@@ -64,7 +64,8 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
 
   // The block belongs to the object before anything is read into it.
   delete[] m_pbyBlock;
-  m_pbyBlock = new uint8_t[kHeaderSize];
+  m_pbyBlock = new uint8_t[kHeaderSize]();  // zeroed: a failed read leaves
+                                            // no stale or undefined bytes
   m_poHeader = reinterpret_cast<SDPXFileHeader*>(m_pbyBlock);
   if (m_pbyBlock == nullptr)  // the framework's operator new may yield null
     ThrowDPXError("Failed to read DPX header from file ", strPath);
@@ -83,11 +84,14 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
 }
 
 CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {
-  return CLuTimeCode::tcFromSmpteDpxTimeCode(
-      nLittleEndianWord(m_poHeader->abyTimeCode), 0.0, false);
+  // Without a block (nothing read yet) the word reads as 0.
+  uint32_t const nWord =
+      m_poHeader ? nLittleEndianWord(m_poHeader->abyTimeCode) : 0u;
+  return CLuTimeCode::tcFromSmpteDpxTimeCode(nWord, 0.0, false);
 }
 
 void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {
+  if (m_poHeader == nullptr) return;  // nothing read yet: nothing to set
   uint32_t const nWord = tc.nAsSmpteDpxTimeCode();
   uint8_t* p = m_poHeader->abyTimeCode;
   p[0] = uint8_t(nWord);
@@ -97,6 +101,10 @@ void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {
 }
 
 void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
+  // Nothing read yet: there is no header to write, and the file is not
+  // touched.
+  if (m_poHeader == nullptr)
+    ThrowDPXError("Failed to write header to file ", strPath);
   // Read-write on an existing file is append mode in the file layer: the
   // block below lands at the end of the file, never over the original.
   CLuFile oFile;

@@ -78,12 +78,14 @@ class CLuDPXHeader {
   void ReadFromFile(CLuString const& strPath);
 
   // The timecode at offset 1920, decoded with frame rate 0.0 (no rate of
-  // its own) and no drop frame. Only valid after a successful ReadFromFile.
+  // its own) and no drop frame. Only meaningful after a successful
+  // ReadFromFile; before any read it is 00:00:00:00.
   CLuTimeCode tcHeaderTimeCode() const;
 
   // Stores tc's packed DPX word little-endian at offsets 1920..1923 of the
   // block in memory; no other byte changes and nothing is written to disk.
-  // Only valid after a successful ReadFromFile.
+  // Only meaningful after a successful ReadFromFile; before any read it
+  // does nothing.
   void SetHeaderTimeCode(CLuTimeCode const& tc);
 
   // Writes the whole 2048-byte block to the file at strPath, opened for
@@ -96,7 +98,9 @@ class CLuDPXHeader {
   // a valid DPX file ", "Failed to read existing DPX header from file ",
   // "Failed to write header to file " (each followed by the path) or
   // "DPX header version mismatch - expected <memory>, found: <disk>" (no
-  // path). Only valid after a successful ReadFromFile.
+  // path). Only meaningful after a successful ReadFromFile; before any read
+  // it throws "Failed to write header to file " + path and leaves the file
+  // untouched.
   void WriteToExistingFile(CLuString const& strPath);
 
   // The block in memory (kHeaderSize bytes), or null before ReadFromFile.

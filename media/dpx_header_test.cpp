@@ -144,6 +144,14 @@ TEST_F(DPXHeader, WriteChecksTheFileOnDisk) {
   EXPECT_EQ(write(), "File is not a valid DPX file " + strPath);
   unlink(strPath.c_str());
   EXPECT_EQ(write(), "Failed to open file " + strPath);
+  // nothing read: nothing to write, and the file stays as it is
+  std::string const strOther = Write(HeaderBytes(), "other.dpx");
+  CLuDPXHeader oEmpty;
+  oEmpty.SetHeaderTimeCode(CLuTimeCode(1, 2, 3, 4, 24, false, false));
+  EXPECT_EQ(oEmpty.tcHeaderTimeCode().nAsSmpteDpxTimeCode(), 0u);
+  EXPECT_EQ(ErrorOf([&] { oEmpty.WriteToExistingFile(strOther.c_str()); }),
+            "Failed to write header to file " + strOther);
+  EXPECT_EQ(ReadFile(strOther).size(), 2048u);
 }
 
 }  // namespace
