@@ -328,23 +328,44 @@ void CLuTimeCode::SetFps(double dFpsIn, bool bDropFrameIn) {
   }
 }
 
-int32_t CLuTimeCode::iFramesSinceMidnight() const {
-  // 64-bit so that no base, however absurd, overflows; the result wraps to
-  // 32 bits like the count it has always been.
-  uint64_t const n64Base = nFpsBase;
+namespace {
+
+// Frames since midnight of tc's fields counted at n64Base, negated for a
+// negative value. 64-bit so that no base, however absurd, overflows; the
+// result wraps to 32 bits like the count it has always been.
+int32_t iCountFrames(CLuTimeCode const& tc, uint64_t n64Base) {
   uint64_t n64Count;
-  if (!bDropFrame) {
-    n64Count =
-        nFrames + (nHours * 3600ull + nMinutes * 60ull + nSeconds) * n64Base;
+  if (!tc.bDropFrame) {
+    n64Count = tc.nFrames +
+               (tc.nHours * 3600ull + tc.nMinutes * 60ull + tc.nSeconds) *
+                   n64Base;
   } else {
     uint64_t const n64TenMinutes = n64DropTenMinutes(n64Base);
-    n64Count = nFrames + n64Base * nSeconds +
-               n64DropMinute(n64Base) * (nMinutes % 10u) +
-               n64TenMinutes * (nMinutes / 10u) + 6 * n64TenMinutes * nHours;
+    n64Count = tc.nFrames + n64Base * tc.nSeconds +
+               n64DropMinute(n64Base) * (tc.nMinutes % 10u) +
+               n64TenMinutes * (tc.nMinutes / 10u) +
+               6 * n64TenMinutes * tc.nHours;
   }
   uint32_t nCount = static_cast<uint32_t>(n64Count);
-  if (bNegative) nCount = 0u - nCount;
+  if (tc.bNegative) nCount = 0u - nCount;
   return static_cast<int32_t>(nCount);
+}
+
+// Whole frames per second for arithmetic: a value without a rate counts
+// at 24.
+uint32_t nArithmeticBase(CLuTimeCode const& tc) {
+  return bHasRate(tc.dFps) ? tc.nFpsBase : 24u;
+}
+
+// The frame count that arithmetic starts from.
+int32_t iArithmeticFrames(CLuTimeCode const& tc) {
+  return iCountFrames(tc, nArithmeticBase(tc));
+}
+
+}  // namespace
+
+int32_t CLuTimeCode::iFramesSinceMidnight() const {
+  return iCountFrames(*this, nFpsBase);
 }
 
 uint32_t CLuTimeCode::nFramesPerDay(double dFps, bool bDropFrame) {
@@ -546,7 +567,7 @@ CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
 }
 
 CLuTimeCode& CLuTimeCode::operator+=(int32_t iFrames) {
-  SetFramesSinceMidnight(iWrappingSum(iFramesSinceMidnight(), iFrames),
+  SetFramesSinceMidnight(iWrappingSum(iArithmeticFrames(*this), iFrames),
                          dRateOrDefault(dFps), bDropFrame);
   return *this;
 }
@@ -556,7 +577,8 @@ CLuTimeCode& CLuTimeCode::operator-=(int32_t iFrames) {
 }
 
 void CLuTimeCode::IncrementSeconds(int32_t iSeconds) {
-  *this += static_cast<int32_t>(static_cast<uint32_t>(iSeconds) * nFpsBase);
+  *this += static_cast<int32_t>(static_cast<uint32_t>(iSeconds) *
+                               nArithmeticBase(*this));
 }
 
 bool CLuTimeCode::operator==(CLuTimeCode const& tc) const {
@@ -588,14 +610,14 @@ bool CLuTimeCode::operator>=(CLuTimeCode const& tc) const {
 CLuTimeCode operator+(CLuTimeCode tcA, CLuTimeCode tcB) {
   AdoptRates(&tcA, &tcB);
   return CLuTimeCode::tcFromFramesSinceMidnight(
-      iWrappingSum(tcA.iFramesSinceMidnight(), tcB.iFramesSinceMidnight()),
+      iWrappingSum(iArithmeticFrames(tcA), iArithmeticFrames(tcB)),
       dRateOrDefault(tcA.dFps), tcB.bDropFrame);
 }
 
 CLuTimeCode operator-(CLuTimeCode tcA, CLuTimeCode tcB) {
   AdoptRates(&tcA, &tcB);
-  uint32_t const nNegB = 0u - static_cast<uint32_t>(tcB.iFramesSinceMidnight());
+  uint32_t const nNegB = 0u - static_cast<uint32_t>(iArithmeticFrames(tcB));
   return CLuTimeCode::tcFromFramesSinceMidnight(
-      iWrappingSum(tcA.iFramesSinceMidnight(), static_cast<int32_t>(nNegB)),
+      iWrappingSum(iArithmeticFrames(tcA), static_cast<int32_t>(nNegB)),
       dRateOrDefault(tcA.dFps), tcA.bDropFrame);
 }

@@ -99,8 +99,8 @@ class CLuTimeCode {
 
   // Frames since 00:00:00:00 at nFpsBase (drop frame counted as described
   // above), negated for a negative value. A value without a rate counts at
-  // base 1, so give it a rate with SetFps before using the count. Counts
-  // beyond the 32-bit range wrap.
+  // base 1 here (its frame base); the arithmetic operators count it at 24.
+  // Counts beyond the 32-bit range wrap.
   int32_t iFramesSinceMidnight() const;
 
   // The packed BCD word of the DPX header (table above). Fields above 99 do
@@ -179,14 +179,15 @@ class CLuTimeCode {
   static CLuTimeCode tcFromString(CLuString const& strText, double dFps,
                                   bool bDropFrame);
 
-  // Moves the value by iFrames frames and rebuilds it at its rate (24 when it
-  // has none) and drop flag: the result carries the messages and invalid
+  // Moves the value by iFrames frames and rebuilds it at its rate (a value
+  // without a rate is counted and rebuilt at 24) and drop flag: the result carries the messages and invalid
   // flag of the rebuilt value only. Wraps to 00:00:00:00 after 23:59:59:ff;
   // below 00:00:00:00 the value turns negative.
   CLuTimeCode& operator+=(int32_t iFrames);
   // operator+= with -iFrames.
   CLuTimeCode& operator-=(int32_t iFrames);
-  // operator+= with iSeconds * nFpsBase frames.
+  // operator+= with iSeconds * nFpsBase frames (24 frames a second for a
+  // value without a rate).
   void IncrementSeconds(int32_t iSeconds);
 
   // Equal frame counts, equal drop flags and rates within 1e-9, a rate not

@@ -220,8 +220,9 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
       {Step(Tc(0, 0, 0, 0, 30, true), 0, 60),
        "00:01:00:02 (30 fps, DropFrame)"},
       {Step(Tc(0, 0, 1, 0, 25, false, true), 0, 2), "00:00:01:00 (25 fps)"},
-      // no rate: counted at base 1, rebuilt at 24
+      // no rate: counted and rebuilt at 24
       {Step(Tc(0, 0, 0, 5, 0), 20), "00:00:01:01 (24 fps)"},
+      {Step(Tc(0, 0, 1, 0, 0), 1), "00:00:01:01 (24 fps)"},
       // the messages are those of the new value
       {Step(Tc(0, 0, 0, 24, 24), 0), "00:00:01:00 (24 fps)"},
       {Step(Tc(0, 1, 0, 0, 29.97, true), 2),
@@ -239,6 +240,7 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 1, 25), "00:00:01:01 (25 fps)"},
       {Tc(0, 0, 0, 1, 25) + Tc(0, 0, 1, 0, 0), "00:00:01:01 (25 fps)"},
       {Tc(0, 0, 0, 5, 0) + Tc(0, 0, 0, 5, 0), "00:00:00:10 (24 fps)"},
+      {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 1, 0, 0), "00:00:02:00 (24 fps)"},
   });
 }
 
