@@ -27,8 +27,10 @@ bool bIsDotName(char const* pszName) {
 
 // Reads the whole file at pszPath into a new NUL-terminated block (owned by
 // the caller, free). Null when it cannot be read or is not a plain file.
+// Opened without blocking: a ".hidden" that is a named pipe must not stall
+// the search (for a plain file the flag changes nothing).
 char* pszReadWholeFile(char const* pszPath, size_t* pnLength) {
-  int fd = open(pszPath, O_RDONLY | O_CLOEXEC);
+  int fd = open(pszPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return nullptr;
   struct stat st;
   if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {

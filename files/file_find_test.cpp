@@ -1,5 +1,6 @@
 #include "files/file_find.h"
 
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <time.h>
 
@@ -57,6 +58,12 @@ TEST_F(FileFind, MissingFolderYieldsNothing) {
   EXPECT_STREQ("", oFind.strPath().pszGetString());
   EXPECT_FALSE(oFind.bIsDirectory());
   EXPECT_EQ(-1, oFind.i64FileSize());
+}
+
+TEST_F(FileFind, HiddenListThatIsAPipeDoesNotStallTheSearch) {
+  Write(P("plate.0001.dpx"), "");
+  ASSERT_EQ(0, mkfifo(P(".hidden").c_str(), 0600));  // no writer, ever
+  EXPECT_EQ((Names{P("plate.0001.dpx")}), Found(P("plate*"), false));
 }
 
 TEST_F(FileFind, DotEntriesAreYieldedAndNotHidden) {
