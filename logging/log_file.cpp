@@ -268,17 +268,17 @@ bool CLuLogFile::bOpen(bool bRotate, unsigned int* pnFileBytes) {
     m_pFile = fopen(m_strPath.pszGetString(), "w");
     if (m_pFile == nullptr) return false;
     m_bOpen = true;
-    if (bRotate) {
-      // ResetFile reopens the file with its own header.
-      ResetFile();
-    } else {
-      try {
-        WriteHeader();
-      } catch (...) {
-        m_bOpen = false;
-        fclose(m_pFile);
-        m_pFile = nullptr;
-      }
+    // A rotation asked for at opening runs first: it closes the file just
+    // emptied (its closing lines go to ".old") and reopens it with a header
+    // of its own; this opening's header then follows that one.
+    if (bRotate) ResetFile();
+    if (!m_bOpen) return false;  // the reopening failed: nothing to write to
+    try {
+      WriteHeader();
+    } catch (...) {
+      m_bOpen = false;
+      fclose(m_pFile);
+      m_pFile = nullptr;
     }
     if (!m_bOpen) return false;
   }

@@ -74,16 +74,17 @@ class CLuLogFile : public CLuLog {
   // limit. Never throws; write errors are ignored.
   void Output(CLuString const& strText) override;
   // Rotation: closes the file (the closing lines cannot trigger a second
-  // rotation), copies it to path + ".old" (replacing an older one), deletes it and
-  // opens it afresh with a new header.
+  // rotation), copies it to path + ".old" (replacing an older one), deletes it
+  // and opens it afresh with a new header.
   virtual void ResetFile();
 
   // Opens the file for writing, EMPTYING any file of that name, and writes
   // the header; true if it is (or already was) open, false when it cannot be
   // created (nothing written, stays closed). With bRotate the freshly opened
   // file is rotated at once through ResetFile (which writes the header of
-  // the new file). pnFileBytes (may be null) receives the file's size in
-  // bytes after opening, 0 on failure (4294967295 at most).
+  // the new file), and this opening's header follows, so the new file
+  // starts with two headers. pnFileBytes (may be null) receives the file's size
+  // in bytes after opening, 0 on failure (4294967295 at most).
   bool bOpen(bool bRotate, unsigned int* pnFileBytes = nullptr);
   // When open: logs "Closing log file" under "LuLog", writes an empty line
   // and the current date, and closes the file. Nothing when closed.

@@ -119,6 +119,13 @@ TEST_F(LuLogFile, RotatesAtTwoKiBWithOneKiBLimitButNotAt2047Bytes) {
   EXPECT_TRUE(bMatches(strOld.substr(2048), kClosing)) << strOld.substr(2048);
   EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader));
   EXPECT_TRUE(oLog.bIsOpen());
+
+  // Rotating at opening: the emptied file's closing lines go to ".old", and
+  // the opening's own header follows the one the rotation wrote.
+  CLuLogFile oRotated((m_strDir + "/rotated.log").c_str(), 1, false);
+  EXPECT_TRUE(oRotated.bOpen(true));
+  EXPECT_TRUE(bMatches(ReadFile(m_strDir + "/rotated.log.old"), kClosing));
+  EXPECT_TRUE(bMatches(ReadFile(m_strDir + "/rotated.log"), kHeader + kHeader));
 }
 
 TEST_F(LuLogFile, FailuresNeverReachTheCaller) {
