@@ -179,6 +179,10 @@ void CLuString::Append(char const* psz, uint32_t n) {
 }
 
 void CLuString::DoAppend(char const* psz, uint32_t n) {
+  // Callers pass kLuStringAll or the exact length of the source. A source
+  // that ends sooner (a NUL within n characters) is never read past its
+  // NUL, and a huge count is not sized for characters it does not have.
+  if (n > 0xFFFFu) n = uint32_t(strnlen(psz, n));
   uint64_t const nSize = uint64_t(n) + m_nLength + 1;
   if (nSize > 0xFFFFFFFFu) n = 0xFFFFFFFEu - m_nLength;
   if (!bDoReallocate(n + m_nLength + 1, true)) {
@@ -187,20 +191,15 @@ void CLuString::DoAppend(char const* psz, uint32_t n) {
         m_nCapacity - 1 - uint32_t(m_pszData - m_pszBuffer) - m_nLength;
     if (n > nRoom) n = nRoom;
   }
-  // The early stop tests the character at the copy index counted from the
-  // start of the string, deliberately: with callers passing kLuStringAll or
-  // the exact source length it only fires for an empty string, where it
-  // stops at a NUL in the source.
+  // The copy stops at a NUL in the source. With an exact length this only
+  // happens for a source holding a NUL, whose text then ends there (for an
+  // empty string this is the early stop of the copy loop; a longer string
+  // keeps no NUL inside its text either).
+  uint32_t const nCopy = uint32_t(strnlen(psz, n));
   char* pszDest = m_pszData + m_nLength;
-  uint32_t i = 0;
-  for (; i < n; i++) {
-    pszDest[i] = psz[i];
-    if (m_pszData[i] == '\0') break;
-  }
-  pszDest[i] = '\0';
-  // A source with an embedded NUL: the text ends there.
-  if (i && memchr(pszDest, 0, i)) i = uint32_t(strlen(pszDest));
-  m_nLength += i;
+  memcpy(pszDest, psz, nCopy);
+  pszDest[nCopy] = '\0';
+  m_nLength += nCopy;
 }
 
 CLuString& CLuString::operator=(CLuString const& str) {
@@ -271,6 +270,10 @@ void CLuString::FromNumber(uint32_t n) {
 
 void CLuString::FromNumber(double d, uint32_t nDecimals,
                            bool bStripLeadingZero) {
+  // Only the first 1,022 characters of a formatted result are kept, and a
+  // double's decimal expansion ends within 1,074 places: more decimals than
+  // that change nothing but would make the formatter work for seconds.
+  if (nDecimals > 1100) nDecimals = 1100;
   char acFormat[24];
   snprintf(acFormat, sizeof acFormat, "%%.%uf", nDecimals);
 #pragma GCC diagnostic push

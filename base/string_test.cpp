@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <string>
 
 #include "base/containers.h"
@@ -77,6 +78,10 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   EXPECT_EQ(3u, str.nGetLength());
   EXPECT_STREQ("xabc!", ("x" + str + '!').pszGetString());
   EXPECT_EQ(4u, CLuString(str).nGetCapacity());  // sized for the known text
+  // A count beyond the source's NUL never reads past it.
+  std::unique_ptr<char[]> pacSource(new char[3]{'a', 'b', '\0'});
+  str.Append(pacSource.get(), 10);
+  EXPECT_STREQ("abcab", str.pszGetString());
 }
 
 // ---- searching and pieces --------------------------------------------------
@@ -116,6 +121,8 @@ TEST(StringNumbers, FromNumberWritesTidyDecimals) {
   EXPECT_STREQ("29.969999999999999",
                CLuString::strFromNumber(29.97, 15, false));
   EXPECT_STREQ("-9000000000", CLuString::strFromNumber(int64_t(-9000000000)));
+  // More decimals than a double has: the same text, and at once.
+  EXPECT_STREQ("1.5", CLuString::strFromNumber(1.5, 4000000000u, false));
 }
 
 TEST(StringNumbers, StripTrailingZeroes) {
