@@ -93,8 +93,11 @@ CLuError::CLuError(CLuError const& oOther)
 
 CLuError& CLuError::operator=(CLuError const& oOther) {
   if (this != &oOther) {
+    // The source may live inside this error's own chain (e = *sub), and
+    // deleting the sub-errors would destroy it: copy it out first.
+    CLuError const oSource(oOther);
     DeleteSubErrors();
-    CopyFrom(oOther);
+    CopyFrom(oSource);
   }
   return *this;
 }

@@ -54,7 +54,8 @@ class CLuError {
   // is what keeps a chain intact when the error is thrown by value.
   CLuError(CLuError const& oOther);
   // Deep-copying assignment: the old sub-errors are destroyed, copies of the
-  // other's are taken. Self-assignment leaves the error unchanged.
+  // other's are taken. Self-assignment leaves the error unchanged; the
+  // other may be one of this error's own sub-errors.
   CLuError& operator=(CLuError const& oOther);
   // Destroys every sub-error (through its virtual destructor).
   virtual ~CLuError();

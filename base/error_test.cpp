@@ -109,6 +109,12 @@ TEST(Error, CopiesAreDeepAndKeepDerivedSubErrors) {
   oAssigned = CLuError(new CLuCustomError, "top", eError, "");
   EXPECT_STREQ("Error\ntop\nSee details below:\n  Error\n  custom\n\n\n\n\n",
                oAssigned.strAsPlainText(0, false).pszGetString());
+  // Assigning a sub-error of the same chain copies it before the old
+  // sub-errors go.
+  std::unique_ptr<CLuError> const poChain(poNewChain());
+  *poChain = *poChain->poGetSubError(0);
+  EXPECT_STREQ("_B", poChain->strWarningID().pszGetString());
+  EXPECT_STREQ("Write failed", poChain->strErrorText().pszGetString());
 }
 
 }  // namespace

@@ -417,12 +417,16 @@ void CLuThreadSafeByteFifo::DoAppend(void const* pBytes, uint32_t n) {
     unsigned char* pbyNew = new (std::nothrow) unsigned char[nNewCapacity];
     if (pbyNew == nullptr) return;
     if (m_nCount != 0) std::memcpy(pbyNew, m_pbyBuffer, m_nCount);
-    std::memset(pbyNew + m_nCount, kFillByte, nNewCapacity - m_nCount);
+    std::memcpy(pbyNew + m_nCount, pBytes, n);
+    std::memset(pbyNew + nNeeded, kFillByte, nNewCapacity - nNeeded);
+    // The old buffer goes only now: pBytes may point into it (a queue
+    // appending its own bytes).
     delete[] m_pbyBuffer;
     m_pbyBuffer = pbyNew;
     m_nCapacity = nNewCapacity;
+  } else {
+    std::memcpy(m_pbyBuffer + m_nCount, pBytes, n);
   }
-  std::memcpy(m_pbyBuffer + m_nCount, pBytes, n);
   m_nCount = nNeeded;
   m_bHasData = true;
 }

@@ -227,6 +227,10 @@ TEST(ThreadSafeByteFifo, GrowsInStepsOf512AndFillsFreedBytes) {
   EXPECT_EQ(oFifo.byGetValueAt(3999), 0x87);  // byte 4999
   EXPECT_EQ(oFifo.byGetValueAt(4000), 0);
   for (uint32_t i = 4000; i < 5120; ++i) ASSERT_EQ(oFifo.pbyGetData()[i], 0xFC);
+  oFifo.Append(oFifo.pbyGetData(), 4000);  // its own bytes, while growing
+  EXPECT_EQ(oFifo.nGetCapacity(), 8192u);
+  EXPECT_EQ(oFifo.byGetValueAt(4000), 0xE8);
+  EXPECT_EQ(oFifo.byGetValueAt(7999), 0x87);
   EXPECT_TRUE(oFifo.bHasData());
   oFifo.Remove(99999);
   EXPECT_FALSE(oFifo.bHasData());
