@@ -1,6 +1,7 @@
 #include "system/time.h"
 
 #include <climits>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 
@@ -290,12 +291,14 @@ CLuTime CLuTime::timFromGMTString(CLuString strText) {
   tmFields.tm_hour = static_cast<int>(nHour);
   tmFields.tm_min = static_cast<int>(nMinute);
   tmFields.tm_sec = static_cast<int>(nSecond);
-  // The fields are UTC: mktime reads them as local time, so the local offset
-  // it reports for that moment is added back to reach the UTC instant.
-  struct tm tmNormalised;
-  long iLocal = -1;
-  if (!bMakeTime(tmFields, &iLocal, &tmNormalised)) return CLuTime(-1);
-  return CLuTime(iLocal + tmNormalised.tm_gmtoff);
+  // The fields are UTC. timegm converts (and normalises) them directly:
+  // reading them as local time and adding the local offset back gives the
+  // same instant except inside a local spring-forward hour, where it would
+  // be one hour off.
+  errno = 0;
+  time_t const tim = timegm(&tmFields);
+  if (tim == time_t(-1) && errno != 0) return CLuTime(-1);
+  return CLuTime(long(tim));
 }
 
 bool operator==(CLuTime const& timA, CLuTime const& timB) {

@@ -33,6 +33,7 @@ constexpr long kJan5 = 1199491200L;       // Sat 2008-01-05 00:00:00 UTC
 constexpr long kYearEnd = 1230767999L;    // Wed 2008-12-31 23:59:59 UTC
 constexpr long kJuly4 = 1246687628L;      // Sat 2009-07-04 06:07:08 UTC
 constexpr long kPast32Bit = 2147483648L;  // Tue 2038-01-19 03:14:08 UTC
+constexpr long kSpringGap = 1206844200L;  // Sun 2008-03-30 02:30:00 UTC
 
 std::string Gmt(CLuTime const& tim) {
   return tim.strAsGMTString().pszGetString();
@@ -152,6 +153,8 @@ TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
       {pfnGmt, "\n 2008--03--01   12::00::00 \t", kNoon},
       {pfnGmt, "2009-07-04 06:07:08", kJuly4},
       {pfnGmt, "2038-01-19 03:14:08", kPast32Bit},
+      // a local spring-forward hour: the UTC reading is still exact
+      {pfnGmt, "2008-03-30 02:30:00", kSpringGap},
       {pfnGmt, "2008-03-01 24:00:00", -1}, {pfnGmt, "2008-03-01 12:60:00", -1},
       {pfnGmt, "2008-03-01 12:00:60", -1}, {pfnGmt, "2008-13-01 12:00:00", -1},
       {pfnGmt, "2008-03-32 12:00:00", -1}, {pfnGmt, "2008-03-01 12:00", -1},
