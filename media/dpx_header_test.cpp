@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <string>
 
 #include "base/error.h"
 #include "media/dpx_test_file_test.h"
@@ -20,8 +17,7 @@ Bytes HeaderBytes(char const* pszMagic = "SDPX", uint32_t nKey = 0xFFFFFFFFu,
                   char const* pszVersion = "V2.0", size_t nExtra = 0) {
   Bytes a = DpxBytes(0, 0, 0, 0, nExtra);
   memcpy(&a[0], pszMagic, 4);
-  memset(&a[8], 0, 8);
-  memcpy(&a[8], pszVersion, strlen(pszVersion));
+  strncpy(reinterpret_cast<char*>(&a[8]), pszVersion, 8);  // zero-filled
   for (int i = 0; i < 4; ++i) a[660 + i] = uint8_t(nKey >> (8 * i));
   return a;
 }
@@ -45,47 +41,41 @@ class DPXHeader : public TempFolderTest {
     WriteFile(Path(strName), a);
     return Path(strName);
   }
-  static std::string ReadError(std::string const& strPath) {
-    CLuDPXHeader oHeader;
-    return ErrorOf([&] { oHeader.ReadFromFile(strPath.c_str()); });
-  }
 };
 
 TEST_F(DPXHeader, ReadChecksSizeThenMagicThenKey) {
   Bytes aShort = HeaderBytes();
   aShort.resize(2047);
-  Bytes aShortBadMagic = HeaderBytes("JUNK");
-  aShortBadMagic.resize(10);
   struct {
     char const* pszName;
-    Bytes a;
+    Bytes a;                 // empty: no file at all
     char const* pszMessage;  // "" = accepted
   } const aCases[] = {
       {"big.dpx", HeaderBytes("SDPX", 0xFFFFFFFFu), ""},  // exactly 2048
       {"little.dpx", HeaderBytes("XPDS", 0xFFFFFFFFu), ""},
       {"key0.dpx", HeaderBytes("SDPX", 0u, "V2.0", 100), ""},
       {"short.dpx", aShort, "File is not a valid DPX file: "},
-      {"short junk.dpx", aShortBadMagic, "File is not a valid DPX file: "},
+      {"short junk.dpx", Bytes(10, 'J'), "File is not a valid DPX file: "},
       {"lower.dpx", HeaderBytes("sdpx"), "File is not a DPX file: "},
-      {"half.dpx", HeaderBytes("SDPS"), "File is not a DPX file: "},
       {"key1.dpx", HeaderBytes("XPDS", 1u), "File is encrypted: "},
       {"both.dpx", HeaderBytes("PDSX", 1u), "File is not a DPX file: "},
+      {"missing \"q\".dpx", {}, "Failed to open file: "},
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(c.pszName);
-    std::string const strPath = Write(c.a, c.pszName);
-    EXPECT_EQ(ReadError(strPath), *c.pszMessage ? c.pszMessage + strPath : "");
+    std::string const strPath = Path(c.pszName);
+    if (!c.a.empty()) WriteFile(strPath, c.a);
+    CLuDPXHeader oHeader;
+    EXPECT_EQ(ErrorOf([&] { oHeader.ReadFromFile(strPath.c_str()); }),
+              *c.pszMessage ? c.pszMessage + strPath : "");
   }
-  std::string const strMissing = Path("missing \"q\".dpx");
-  EXPECT_EQ(ReadError(strMissing), "Failed to open file: " + strMissing);
 }
 
 TEST_F(DPXHeader, TimeCodeWordIsLittleEndianWhateverTheMagic) {
   for (char const* pszMagic : {"SDPX", "XPDS"}) {
     SCOPED_TRACE(pszMagic);
     Bytes a = HeaderBytes(pszMagic);
-    uint8_t const aby[4] = {0x12, 0x34, 0x56, 0x78};
-    memcpy(&a[1920], aby, 4);
+    memcpy(&a[1920], "\x12\x34\x56\x78", 4);
     CLuDPXHeader oHeader;
     oHeader.ReadFromFile(Write(a).c_str());
     CLuTimeCode const tc = oHeader.tcHeaderTimeCode();
@@ -101,19 +91,15 @@ TEST_F(DPXHeader, SetTouchesOnlyTheTimeCodeAndWriteAppendsTheBlock) {
   oHeader.ReadFromFile(strPath.c_str());
   oHeader.SetHeaderTimeCode(CLuTimeCode(10, 2, 3, 4, 24.0, false, false));
   Bytes aExpected(aFile.begin(), aFile.begin() + 2048);
-  uint8_t const aby[4] = {0x10, 0x02, 0x03, 0x04};  // 0x04030210 LE
-  memcpy(&aExpected[1920], aby, 4);
+  memcpy(&aExpected[1920], "\x10\x02\x03\x04", 4);  // 0x04030210 LE
   EXPECT_EQ(
       Bytes(oHeader.pbyGetHeaderBlock(), oHeader.pbyGetHeaderBlock() + 2048),
       aExpected);
-  EXPECT_EQ(oHeader.tcHeaderTimeCode().nAsSmpteDpxTimeCode(), 0x04030210u);
 
   oHeader.WriteToExistingFile(strPath.c_str());
-  Bytes const aAfter = ReadFile(strPath);
-  ASSERT_EQ(aAfter.size(), aFile.size() + 2048);
-  EXPECT_TRUE(std::equal(aFile.begin(), aFile.end(), aAfter.begin()));
-  EXPECT_TRUE(
-      std::equal(aExpected.begin(), aExpected.end(), aAfter.end() - 2048));
+  Bytes aWant = aFile;  // the file as it was, then the new block
+  aWant.insert(aWant.end(), aExpected.begin(), aExpected.end());
+  EXPECT_EQ(ReadFile(strPath), aWant);
 }
 
 TEST_F(DPXHeader, WriteChecksTheFileOnDisk) {
@@ -129,7 +115,6 @@ TEST_F(DPXHeader, WriteChecksTheFileOnDisk) {
   } const aCases[] = {
       {"v2.0", ""},
       {"V1.0", "DPX header version mismatch - expected V2.0, found: V1.0"},
-      {"", "DPX header version mismatch - expected V2.0, found: "},
       // a field without a terminator ends with its eighth byte
       {"V2.0ABCD",
        "DPX header version mismatch - expected V2.0, found: V2.0ABCD"},

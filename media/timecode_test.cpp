@@ -8,6 +8,7 @@
 namespace {
 
 using TC = CLuTimeCode;
+auto* const Frames = &TC::tcFromFramesSinceMidnight;
 
 std::string Text(CLuTimeCode const& tc) {
   return tc.strAsString(CLuTimeCode::eFormatWithFps).pszGetString();
@@ -59,8 +60,6 @@ TEST(TimeCode, ConstructorReportsEveryFailedCheckInOrder) {
        "TimeCode's Minute value exceeds 59 (60)\n"
        "TimeCode's Second value exceeds 59 (60)\n"
        "TimeCode's Frame value outside range 0..23(24)\n"},
-      {Tc(0, 0, 0, 30, 29.97), "00:00:00:30 (29.969999999999999 fps)",
-       "TimeCode's Frame value outside range 0..29(30)\n"},
       {Tc(0, 1, 0, 0, 30, true), "00:01:00:00 (30 fps, DropFrame)",
        "TimeCode's Frame value outside range valid for drop frame TimeCode "
        "(0)\n"},
@@ -85,8 +84,9 @@ TEST(TimeCode, FrameBaseRoundsTheRate) {
     EXPECT_EQ(Tc(0, 0, 0, 0, adFps[i]).nFpsBase, anBase[i]) << adFps[i];
 }
 
-// The worked examples, plus drop frame at other bases: always two frame
-// numbers a minute are skipped (25 -> 1,498 a minute; 60 skips 2, not 4).
+// Hand-counted examples (the day walk below counts every frame at 24, 25 and
+// 30), plus drop frame at other bases: always two frame numbers a minute are
+// skipped (25 -> 1,498 a minute; 60 skips 2, not 4).
 TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
   struct {
     double dFps;
@@ -95,15 +95,9 @@ TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
     int32_t iFrames;
     uint32_t nPerDay;
   } const cases[] = {
-      {24, false, 1, 0, 0, 0, 86400, 2073600},
-      {25, false, 0, 0, 1, 0, 25, 2160000},
       {23.976, false, 1, 0, 0, 0, 86400, 2073600},
-      {30, false, 0, 1, 0, 0, 1800, 2592000},
       {30, true, 0, 1, 0, 2, 1800, 2589408},
-      {30, true, 0, 0, 59, 29, 1799, 2589408},
-      {30, true, 0, 10, 0, 0, 17982, 2589408},
       {30, true, 1, 0, 0, 0, 107892, 2589408},
-      {29.97, true, 0, 1, 0, 2, 1800, 2589408},
       {29.97, true, 1, 0, 0, 0, 107892, 2589408},
       {25, true, 0, 10, 0, 0, 14982, 2157408},
       {60, true, 0, 10, 0, 0, 35982, 5181408},
@@ -113,25 +107,19 @@ TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
     SCOPED_TRACE(Text(tc));
     EXPECT_EQ(tc.iFramesSinceMidnight(), c.iFrames);
     EXPECT_EQ(TC::nFramesPerDay(c.dFps, c.bDrop), c.nPerDay);
-    CLuTimeCode const tcBack =
-        TC::tcFromFramesSinceMidnight(c.iFrames, c.dFps, c.bDrop);
-    EXPECT_EQ(Text(tcBack), Text(tc));
-    EXPECT_EQ(Errors(tcBack), Errors(tc));
+    CLuTimeCode const tcBack = Frames(c.iFrames, c.dFps, c.bDrop);
+    EXPECT_EQ(Text(tcBack) + Errors(tcBack), Text(tc) + Errors(tc));
   }
 }
 
 TEST(TimeCode, FactoriesBuildExactValues) {
   ExpectRows({
-      {TC::tcFromFramesSinceMidnight(2589408, 30, true),
-       "00:00:00:00 (30 fps, DropFrame)"},
-      {TC::tcFromFramesSinceMidnight(-25, 25, false), "-00:00:01:00 (25 fps)"},
+      {Frames(-25, 25, false), "-00:00:01:00 (25 fps)"},
       // wrapped by magnitude, not counted back from midnight
-      {TC::tcFromFramesSinceMidnight(-2073601, 24, false),
-       "-00:00:00:01 (24 fps)"},
-      {TC::tcFromFramesSinceMidnight(10, 0, true), "00:00:00:00",
+      {Frames(-2073601, 24, false), "-00:00:00:01 (24 fps)"},
+      {Frames(10, 0, true), "00:00:00:00",
        "Invalid frames per second value (must be greater than 0)\n"},
       {TC::tcFromHHMMSSFF(1020304, 0, false), "01:02:03:04"},
-      {TC::tcFromHHMMSSFF(-5, 0, false), "-00:00:00:05"},
       {TC::tcFromHHMMSSFF(-123456, 24, false), "-00:12:130:200 (24 fps)",
        "TimeCode's Second value exceeds 59 (2434)\n"
        "TimeCode's Frame value outside range 0..23(486856)\n"},
@@ -179,7 +167,7 @@ TEST(TimeCode, EveryFrameOfADayRoundTripsAndStepsInOrder) {
     for (int32_t i = 0; i < iDay && iFirstBad < 0; ++i) {
       uint32_t const nDpx = Bcd(h) | Bcd(m) << 8 | Bcd(s) << 16 | Bcd(f) << 24;
       uint32_t const nFull = static_cast<uint32_t>(i) | c.nFullRateBits;
-      CLuTimeCode const tc = TC::tcFromFramesSinceMidnight(i, c.dFps, c.bDrop);
+      CLuTimeCode const tc = Frames(i, c.dFps, c.bDrop);
       bool bOk = tc.nAsSmpteDpxTimeCode() == nDpx && !tc.bInvalid &&
                  tc.iFramesSinceMidnight() == i &&
                  static_cast<uint32_t>(tc.nAsFullPacked()) == nFull &&
@@ -221,7 +209,6 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
        "00:01:00:02 (30 fps, DropFrame)"},
       {Step(Tc(0, 0, 1, 0, 25, false, true), 0, 2), "00:00:01:00 (25 fps)"},
       // no rate: counted and rebuilt at 24
-      {Step(Tc(0, 0, 0, 5, 0), 20), "00:00:01:01 (24 fps)"},
       {Step(Tc(0, 0, 1, 0, 0), 1), "00:00:01:01 (24 fps)"},
       // the messages are those of the new value
       {Step(Tc(0, 0, 0, 24, 24), 0), "00:00:01:00 (24 fps)"},
@@ -239,7 +226,6 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
       // a side without a rate takes the other's; with none at all, 24
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 1, 25), "00:00:01:01 (25 fps)"},
       {Tc(0, 0, 0, 1, 25) + Tc(0, 0, 1, 0, 0), "00:00:01:01 (25 fps)"},
-      {Tc(0, 0, 0, 5, 0) + Tc(0, 0, 0, 5, 0), "00:00:00:10 (24 fps)"},
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 1, 0, 0), "00:00:02:00 (24 fps)"},
   });
 }
@@ -261,19 +247,12 @@ TEST(TimeCode, SetFpsKeepsFieldsAndAppendsItsMessages) {
 }
 
 TEST(TimeCode, PackedWordsFollowTheirBitLayout) {
-  EXPECT_EQ(Tc(1, 2, 3, 4, 25).nAsSmpteDpxTimeCode(), 0x04030201u);
   EXPECT_EQ(Tc(23, 59, 59, 29, 30, false, true).nAsSmpteDpxTimeCode(),
             0x29595923u);  // no sign
-  struct {
-    CLuTimeCode tc;
-    uint32_t nFull;
-  } const cases[] = {{Tc(0, 1, 0, 2, 30, true), 0x12000708u},
-                     {Tc(0, 0, 1, 0, 60), 0x0300003Cu},
-                     {Tc(0, 0, 1, 0, 25, false, true), 0x00000019u},
-                     {Tc(0, 0, 1, 0, 29.97), 0x0000001Eu}};
-  for (auto const& c : cases)
-    EXPECT_EQ(static_cast<uint32_t>(c.tc.nAsFullPacked()), c.nFull)
-        << Text(c.tc);
+  // Full word: rate code 3 for 60, the sign dropped, 29.97 coded like 25.
+  EXPECT_EQ(Tc(0, 0, 1, 0, 60).nAsFullPacked(), 0x0300003C);
+  EXPECT_EQ(Tc(0, 0, 1, 0, 25, false, true).nAsFullPacked(), 0x00000019);
+  EXPECT_EQ(Tc(0, 0, 1, 0, 29.97).nAsFullPacked(), 0x0000001E);
   uint32_t nUser = 0;
   EXPECT_EQ(
       Text(TC::tcFromLTCTimeCode(0x8071605240332014ull, 25, false, &nUser)),
