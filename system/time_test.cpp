@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -31,7 +32,6 @@ constexpr long kNoon = 1204372800L;       // Sat 2008-03-01 12:00:00 UTC
 constexpr long kMarch1 = 1204329600L;     // Sat 2008-03-01 00:00:00 UTC
 constexpr long kJan5 = 1199491200L;       // Sat 2008-01-05 00:00:00 UTC
 constexpr long kYearEnd = 1230767999L;    // Wed 2008-12-31 23:59:59 UTC
-constexpr long kJuly4 = 1246687628L;      // Sat 2009-07-04 06:07:08 UTC
 constexpr long kPast32Bit = 2147483648L;  // Tue 2038-01-19 03:14:08 UTC
 constexpr long kSpringGap = 1206844200L;  // Sun 2008-03-30 02:30:00 UTC
 
@@ -58,19 +58,18 @@ TEST_F(Time, InvalidValuePrintsInvalidEverywhereAndHasDefaultFields) {
 }
 
 TEST_F(Time, TextFormsLocalFieldsAndQuarters) {
-  struct Case {
+  struct {
     long iSeconds;
     char const* pszGmt;
     ELuDayOfWeek eWeekday;
     uint32_t nDayOfYear;
-  };
-  Case const aCases[] = {
+  } const aCases[] = {
       {kNoon, "2008-03-01 12:00:00", eSaturday, 60},
       {kYearEnd, "2008-12-31 23:59:59", eWednesday, 365},
       {kPast32Bit, "2038-01-19 03:14:08", eTuesday, 18},
       {0L, "1970-01-01 00:00:00", eThursday, 0},
   };
-  for (Case const& c : aCases) {
+  for (auto const& c : aCases) {
     SCOPED_TRACE(c.pszGmt);
     CLuTime const tim(c.iSeconds);
     EXPECT_EQ(c.pszGmt, Gmt(tim));
@@ -110,11 +109,7 @@ CLuTime Set(long (CLuTime::*pfnSet)(unsigned int), unsigned int nValue,
 }
 
 TEST_F(Time, FieldsAreLocalAndNormalisedByMktime) {
-  struct Case {
-    CLuTime tim;
-    char const* pszGmt;
-  };
-  Case const aCases[] = {
+  std::pair<CLuTime, char const*> const aCases[] = {
       {CLuTime(2008, 2, 30), "2008-03-01 00:00:00"},
       {CLuTime(2008, 2, 29, 25, 0, 0), "2008-03-01 01:00:00"},
       {Set(&CLuTime::SetYear, 2009), "2009-03-01 12:00:00"},
@@ -126,7 +121,7 @@ TEST_F(Time, FieldsAreLocalAndNormalisedByMktime) {
       // the invalid value is not guarded: it is one second before 1970
       {Set(&CLuTime::SetYear, 2000, -1L), "2000-12-31 23:59:59"},
   };
-  for (Case const& c : aCases) EXPECT_EQ(c.pszGmt, Gmt(c.tim));
+  for (auto const& [tim, pszGmt] : aCases) EXPECT_EQ(pszGmt, Gmt(tim));
   // Noon in Central Europe: 11:00 UTC in winter, 10:00 UTC in summer.
   UseZone(kCET);
   EXPECT_EQ(kNoon - 3600, CLuTime(2008, 3, 1, 12, 0, 0).iGetSeconds());
@@ -138,20 +133,18 @@ TEST_F(Time, FieldsAreLocalAndNormalisedByMktime) {
 TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
   auto* const pfnDate = &CLuTime::timFromYYYYMMDD;
   auto* const pfnGmt = &CLuTime::timFromGMTString;
-  struct Case {
+  // clang-format off
+  struct {
     CLuTime (*pfnParse)(CLuString);
     char const* pszText;
     long iExpected;  // -1: invalid
-  };
-  // clang-format off
-  Case const aCases[] = {
+  } const aCases[] = {
       {pfnDate, " \t2008-03-01\r\n", kMarch1}, {pfnDate, "2008--01--05", kJan5},
       {pfnDate, "2008-2-30", kMarch1},  {pfnDate, "2008-13-01", -1},
       {pfnDate, "2008-00-01", -1},      {pfnDate, "2008-01-32", -1},
       {pfnDate, "2008-01-00", -1},      {pfnDate, "2008-01", -1},
       {pfnDate, "2008-01-05x", -1},     {pfnDate, "abcd-01-05", -1},
       {pfnGmt, "\n 2008--03--01   12::00::00 \t", kNoon},
-      {pfnGmt, "2009-07-04 06:07:08", kJuly4},
       {pfnGmt, "2038-01-19 03:14:08", kPast32Bit},
       // a local spring-forward hour: the UTC reading is still exact
       {pfnGmt, "2008-03-30 02:30:00", kSpringGap},
@@ -163,7 +156,7 @@ TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
   // clang-format on
   for (char const* pszZone : {kUTC, kCET}) {
     UseZone(pszZone);
-    for (Case const& c : aCases) {
+    for (auto const& c : aCases) {
       if (c.pfnParse == pfnDate && pszZone == kCET) continue;  // see below
       SCOPED_TRACE(std::string(pszZone) + " " + c.pszText);
       EXPECT_EQ(c.iExpected, c.pfnParse(c.pszText).iGetSeconds());
@@ -181,10 +174,9 @@ TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
 }
 
 TEST_F(Time, DefaultAndCurrentAreNow) {
-  double const dNow = static_cast<double>(std::time(nullptr));
-  EXPECT_NEAR(dNow, static_cast<double>(CLuTime().iGetSeconds()), 2.0);
-  EXPECT_NEAR(dNow, static_cast<double>(CLuTime::timCurrent().iGetSeconds()),
-              2.0);
+  long const iNow = std::time(nullptr);
+  for (CLuTime const& tim : {CLuTime(), CLuTime::timCurrent()})
+    EXPECT_LE(std::labs(tim.iGetSeconds() - iNow), 2L);
 }
 
 }  // namespace

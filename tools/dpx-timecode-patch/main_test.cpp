@@ -28,10 +28,11 @@ std::string const kTimeNote =
 
 class Chronex : public TempFolderTest {
  protected:
+  // nFileSizeLimit: see RunChronex.
   void ExpectRun(std::vector<std::string> const& astrArgs,
                  std::string const& strOut, int iStatus = 0,
-                 std::string const& strCwd = ".") {
-    SRun const r = RunChronex(astrArgs, strCwd);
+                 std::string const& strCwd = ".", int nFileSizeLimit = 0) {
+    SRun const r = RunChronex(astrArgs, strCwd, nFileSizeLimit);
     EXPECT_EQ(r.strOut, kBanner + strOut);
     EXPECT_EQ(r.iStatus, iStatus);
   }
@@ -75,8 +76,7 @@ TEST_F(Chronex, OptionsAreCaseBlindTrimmedAndTheLastOneWins) {
   };
   for (auto const& astrArgs : aastrArgs) {
     SCOPED_TRACE(testing::PrintToString(astrArgs));
-    Frame("p.0001.dpx");
-    Frame("p.0002.dpx");
+    for (char const* psz : {"p.0001.dpx", "p.0002.dpx"}) Frame(psz);
     ExpectRun(astrArgs,
               "p.0001.dpx: 00:00:00:00 -> 01:00:00:24\n"
               "p.0002.dpx: 00:00:00:00 -> 01:00:01:00\n");
@@ -133,9 +133,9 @@ TEST_F(Chronex, UnpaddedNumbersSortByBytesAndRelativeInputWorks) {
 TEST_F(Chronex, PatchAppendsAHeaderAndARerunPatchesAgain) {
   Bytes const aOriginal = ReadFile(Frame("s.0001.dpx", 10, 0, 0, 0));
   Bytes const aRight = ReadFile(Frame("s.0002.dpx", 1, 0, 0, 1));
-  // The header as it should be appended: only the timecode word differs.
+  // The header as it should be appended: only the timecode word differs,
+  // BCD 10 00 00 00 becomes 01 00 00 00.
   Bytes aHeader(aOriginal.begin(), aOriginal.begin() + 2048);
-  std::fill(aHeader.begin() + 1920, aHeader.begin() + 1924, 0);
   aHeader[1920] = 0x01;
   for (size_t nRun = 1; nRun <= 2; ++nRun) {
     SCOPED_TRACE(nRun);
@@ -170,20 +170,18 @@ TEST_F(Chronex, BadFramesGetAnErrorLineAndTheRunGoesOn) {
   Frame("b.0009.dpx");
   bad("b.0010.dpx", 9000);  // past the size cap below: its write fails
   Frame("b.0011.dpx");
-  SRun const r = RunChronex(
-      {Path("b.0001.dpx"), "-f", "24", "-t", "00:00:00:01"}, ".", 16);
-  EXPECT_EQ(r.strOut, kBanner +
-                          "b.0001.dpx: 00:00:00:00 -> 00:00:00:01\n"
-                          "b.0002.dpx: error reading DPX header\n"
-                          "b.0003.dpx: error reading DPX header\n"
-                          "b.0004.dpx: error reading DPX header\n"
-                          "b.0005.dpx: error reading DPX header\n"
-                          "b.0006.dpx: error reading DPX header\n"
-                          "b.0007.dpx: error reading DPX header\n"
-                          "b.0009.dpx: 00:00:00:00 -> 00:00:00:08\n"
-                          "b.0010.dpx: error writing DPX header\n"
-                          "b.0011.dpx: 00:00:00:00 -> 00:00:00:10\n");
-  EXPECT_EQ(r.iStatus, 0);
+  ExpectRun({Path("b.0001.dpx"), "-f", "24", "-t", "00:00:00:01"},
+            "b.0001.dpx: 00:00:00:00 -> 00:00:00:01\n"
+            "b.0002.dpx: error reading DPX header\n"
+            "b.0003.dpx: error reading DPX header\n"
+            "b.0004.dpx: error reading DPX header\n"
+            "b.0005.dpx: error reading DPX header\n"
+            "b.0006.dpx: error reading DPX header\n"
+            "b.0007.dpx: error reading DPX header\n"
+            "b.0009.dpx: 00:00:00:00 -> 00:00:00:08\n"
+            "b.0010.dpx: error writing DPX header\n"
+            "b.0011.dpx: 00:00:00:00 -> 00:00:00:10\n",
+            0, ".", 16);
   EXPECT_EQ(ReadFile(Path("b.0002.dpx")).size(), 3000u);
   EXPECT_EQ(ReadFile(Path("b.0003.dpx")).size(), 2047u);
 }
@@ -191,16 +189,14 @@ TEST_F(Chronex, BadFramesGetAnErrorLineAndTheRunGoesOn) {
 TEST_F(Chronex, NamesWithBlanksQuotesAndOtherBytesArePatched) {
   for (std::string const strKey : {"my shot", "\xc3\xa9t\xe9"}) {
     SCOPED_TRACE(strKey);
-    Frame(strKey + ".0001.dpx");
-    Frame(strKey + ".0002.dpx");
+    for (char const* psz : {".0001.dpx", ".0002.dpx"}) Frame(strKey + psz);
     ExpectRun({Path(strKey + ".0002.dpx"), "-f", "24", "-t", "00:00:00:05"},
               strKey + ".0001.dpx: 00:00:00:00 -> 00:00:00:05\n" + strKey +
                   ".0002.dpx: 00:00:00:00 -> 00:00:00:06\n");
   }
   // A double quote opens a quoted stretch in the argument store, so this
   // input only survives as the last argument: no options after it.
-  Frame("q'\"x.0001.dpx", 2);
-  Frame("q'\"x.0002.dpx", 2);
+  for (char const* psz : {"q'\"x.0001.dpx", "q'\"x.0002.dpx"}) Frame(psz, 2);
   ExpectRun({Path("q'\"x.0001.dpx")},
             kRateNote + kTimeNote + "\n" +
                 "q'\"x.0001.dpx: 02:00:00:00 -> 00:00:00:00\n"
