@@ -87,8 +87,13 @@ TEST_F(FileTest, ReadWriteExistingAppendsEvenBeyondFourGiB) {
   EXPECT_EQ(o.n64Seek(0, eSeekBegin), 0u);
   EXPECT_EQ(o.ipWrite("XYZ", 3), 3u);
   EXPECT_EQ(o.n64GetPosition(), 3u);
-  EXPECT_EQ(o.n64GetSize(), k4GiB + 13);
-  EXPECT_EQ(Take(&o, 2), std::string(2, '\0'));  // reads go where told
+  EXPECT_EQ(o.n64GetSize(), k4GiB + 10);  // as seen at the first query
+  // The descriptor followed the bytes to the end and nothing is stale: an
+  // unseeking read finds the end of the file; a seek reads where told.
+  EXPECT_EQ(Take(&o, 2), "");
+  EXPECT_EQ(o.n64GetPosition(), 3u);
+  EXPECT_EQ(o.n64Seek(1, eSeekCurrent), 4u);
+  EXPECT_EQ(Take(&o, 2), std::string(2, '\0'));
   ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, false));
   EXPECT_EQ(o.n64Seek(k4GiB + 9, eSeekBegin), k4GiB + 9);
   EXPECT_EQ(Take(&o, 5), std::string("\0XYZ", 4));  // size 4 GiB + 13
@@ -100,7 +105,7 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
   Write(P("direct"), strData);
   CLuFile o;
   ASSERT_TRUE(o.bOpen(P("direct").c_str(), eAccessRead, eOpenExisting, true));
-  if (!o.bIsDirectIO()) GTEST_SKIP() << "/tmp refuses O_DIRECT";
+  ASSERT_TRUE(o.bIsDirectIO());
   std::vector<unsigned char> aby(CLuFile::kDirectChunkSize + 2 * 8192);
   unsigned char* pby = o.pbyAlignBuffer(aby.data() + 1);
   auto Step = [&](uint64_t n64Seek, uint64_t n64Landed, uint32_t nOffset,
@@ -108,7 +113,7 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
     SCOPED_TRACE(n64Seek);
     ASSERT_EQ(o.n64Seek(n64Seek, eSeekBegin), n64Landed);
     EXPECT_EQ(o.ipRead(pby + nOffset, nWant), nWant);
-    EXPECT_EQ((::fcntl(o.iGetHandle(), F_GETFL) & O_DIRECT) != 0, bUncached);
+    EXPECT_EQ(o.bIsHandleCached(), !bUncached);
     EXPECT_EQ(std::memcmp(pby + nOffset, &strData[n64Landed], nWant), 0);
   };
   Step(0, 0, 0, 8192, true);
@@ -120,35 +125,54 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
   ASSERT_EQ(o.n64Seek(16384, eSeekBegin), 16384u);
   EXPECT_EQ(o.ipRead(pby, CLuFile::kDirectChunkSize + 8192), 8192u);
   EXPECT_EQ(o.n64GetPosition(), 32768u);
+  // A reopen that fails leaves no descriptor, so the next bOpen has nothing
+  // to close and keeps the position, which the first read re-establishes.
+  ASSERT_EQ(o.n64Seek(8192, eSeekBegin), 8192u);
+  std::filesystem::rename(P("direct"), P("other"));
+  EXPECT_EQ(o.ipRead(pby + 1, 8192), 0u);
+  EXPECT_FALSE(o.bIsOpen());
+  ASSERT_TRUE(o.bOpen(P("other").c_str(), eAccessRead, eOpenExisting, false));
+  EXPECT_EQ(o.n64GetPosition(), 8192u);
+  EXPECT_EQ(Take(&o, 3), strData.substr(8192, 3));
 }
 
-// procfs always refuses O_DIRECT (EINVAL), as tmpfs did before Linux 6.6;
-// tmpfs on newer kernels accepts it. Reads must work either way.
-TEST_F(FileTest, RefusedUncachedOpenFallsBackToCachedReads) {
-  CLuFile o;
-  ASSERT_TRUE(o.bOpen("/proc/version", eAccessRead, eOpenExisting, true));
-  EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);  // no block rule: not direct
-  EXPECT_EQ(Take(&o, 3), "nux");
-  std::string const strPath = MakeDir("/dev/shm/lu_file_XXXXXX") + "/f";
-  Write(strPath, "tmpfs bytes");
-  ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, true));
-  EXPECT_EQ(Take(&o, 20), "tmpfs bytes");
-  std::filesystem::remove_all(std::filesystem::path(strPath).parent_path());
+// Uncached mode only drops cached pages, so it works on file systems that
+// refuse direct I/O (procfs always, tmpfs before Linux 6.6).
+TEST_F(FileTest, UncachedReadsWorkOnProcfsAndTmpfs) {
+  std::string const strDir = MakeDir("/dev/shm/lu_file_XXXXXX");
+  Write(strDir + "/f", "tmpfs bytes");
+  std::vector<unsigned char> aby(3 * 8192);
+  for (char const* psz : {"/proc/version", "tmpfs"}) {
+    SCOPED_TRACE(psz);
+    bool const bProc = psz[0] == '/';
+    std::string const strPath = bProc ? psz : strDir + "/f";
+    CLuFile o;
+    ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, true));
+    EXPECT_TRUE(o.bIsDirectIO());
+    unsigned char* pby = o.pbyAlignBuffer(aby.data() + 1);
+    uint32_t const nGot = o.ipRead(pby, 8192);
+    EXPECT_FALSE(o.bIsHandleCached());
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(pby), bProc ? 5 : nGot),
+              bProc ? "Linux" : "tmpfs bytes");
+  }
+  std::filesystem::remove_all(strDir);
 }
 
 TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
   std::string const strFifo = P("fifo");
   ASSERT_EQ(::mkfifo(strFifo.c_str(), 0644), 0);
+  uint64_t const nNoSize = 18446744073709551615u;  // the seek's -1
   struct {
     std::string strPath;
     ELuFileAccess eAccess;
     bool bOpens;
-    uint32_t nRead;  // of 16 requested
+    uint32_t nRead;    // of 16 requested
+    uint64_t n64Size;  // 0 for the folder: whatever its file system says
   } const aCases[] = {
-      {m_strRoot, eAccessRead, true, 0},
-      {m_strRoot, eAccessReadWrite, false, 0},
-      {strFifo, eAccessRead, true, 0},
-      {"/dev/zero", eAccessRead, true, 16},
+      {m_strRoot, eAccessRead, true, 0, 0},
+      {m_strRoot, eAccessReadWrite, false, 0, nNoSize},  // closed
+      {strFifo, eAccessRead, true, 0, nNoSize},
+      {"/dev/zero", eAccessRead, true, 16, 0},
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(c.strPath + (c.eAccess ? " read-write" : " read"));
@@ -156,12 +180,17 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
     EXPECT_EQ(o.bOpen(c.strPath.c_str(), c.eAccess, eOpenExisting, false),
               c.bOpens);
     EXPECT_EQ(Take(&o, 16).size(), c.nRead);
-    // A folder's "size" is whatever its file system says.
-    EXPECT_TRUE(o.n64GetSize() == 0 || c.strPath == m_strRoot);
+    if (c.n64Size != 0 || c.strPath != m_strRoot) {
+      EXPECT_EQ(o.n64GetSize(), c.n64Size);
+    }
     // /dev/zero's seeks always land at 0: the stale seek after the size
-    // query lands elsewhere, is adopted and transfers nothing, once.
+    // query lands elsewhere, is adopted and transfers nothing, once. The
+    // FIFO's seek fails, which lands at -1 for good.
     EXPECT_EQ(Take(&o, 16), "");
     EXPECT_EQ(Take(&o, 16).size(), c.nRead);
+    if (c.strPath == strFifo) {
+      EXPECT_EQ(o.n64GetPosition(), nNoSize);
+    }
   }
   Write(P("shrinks"), std::string(10000, 's'));
   CLuFile o;
@@ -173,7 +202,9 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
 }
 
 TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
-  size_t const aanSizes[][2] = {{10000, 16384}, {16384, 16384}, {0, 0}};
+  // The size is the one seen at the first query of the opening, so a second
+  // call after padding pads again.
+  size_t const aanSizes[][2] = {{10000, 22768}, {16384, 16384}, {0, 0}};
   for (auto const& an : aanSizes) {
     SCOPED_TRACE(an[0]);
     Write(P("align"), std::string(an[0], 'd'));
@@ -181,7 +212,7 @@ TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
     ASSERT_TRUE(
         o.bOpen(P("align").c_str(), eAccessReadWrite, eOpenExisting, false));
     EXPECT_TRUE(o.bAlign());
-    EXPECT_TRUE(o.bAlign());  // the size is tracked: nothing more to write
+    EXPECT_TRUE(o.bAlign());
     EXPECT_EQ(Read(P("align")),
               std::string(an[0], 'd') + std::string(an[1] - an[0], '\0'));
   }
@@ -222,8 +253,12 @@ TEST(ThreadSafeByteFifo, GrowsInStepsOf512AndFillsFreedBytes) {
   for (uint32_t i : {0u, 4000u}) EXPECT_EQ(oFifo.byGetValueAt(i), 0xE8) << i;
   for (uint32_t i : {3999u, 7999u}) EXPECT_EQ(oFifo.byGetValueAt(i), 0x87) << i;
   oFifo.Remove(99999);
-  EXPECT_FALSE(oFifo.bHasData());
+  EXPECT_TRUE(oFifo.bHasData());  // removing never clears the flag
+  EXPECT_EQ(oFifo.nGetCount(), 0u);
   EXPECT_EQ(oFifo.pbyGetData()[0], 0xFC);
+  CLuThreadSafeByteFifo oEmpty;
+  oEmpty.Append(aby.data(), 0);
+  EXPECT_TRUE(oEmpty.bHasData());
 }
 
 TEST(PosixFile, DestructorClosesTheStream) {

@@ -36,11 +36,16 @@ uint32_t nLittleEndianWord(uint8_t const* p) {
          uint32_t(p[3]) << 24;
 }
 
-// The version field as text: up to its first NUL, never past its 8 bytes,
-// so a field without a terminator cannot run into the next fields.
+// The version is NUL-terminated text that may run on past its 8 bytes into
+// the fields behind it; only the end of the 2048-byte block stops it, so a
+// header without any NUL is never read beyond its buffer.
+constexpr uint32_t kVersionTextLimit =
+    CLuDPXHeader::kHeaderSize - CLuDPXHeader::kVersionOffset;
+
+// The version text starting at pszField, as far as kVersionTextLimit.
 CLuString strVersionText(char const* pszField) {
   CLuString str;
-  str.Append(pszField, uint32_t(strnlen(pszField, CLuDPXHeader::kVersionSize)));
+  str.Append(pszField, uint32_t(strnlen(pszField, kVersionTextLimit)));
   return str;
 }
 
@@ -101,10 +106,6 @@ void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {
 }
 
 void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
-  // Nothing read yet: there is no header to write, and the file is not
-  // touched.
-  if (m_poHeader == nullptr)
-    ThrowDPXError("Failed to write header to file ", strPath);
   // Read-write on an existing file is append mode in the file layer: the
   // block below lands at the end of the file, never over the original.
   CLuFile oFile;
@@ -137,9 +138,15 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
   if (oFile.ipRead(pbyScratch, kHeaderSize) != kHeaderSize)
     ThrowDPXError("Failed to read existing DPX header from file ", strPath);
 
+  // Nothing read yet: there is no version to compare and no header to
+  // write, and the file is not touched.
+  if (m_poHeader == nullptr)
+    ThrowDPXError("Failed to write header to file ", strPath);
+
+  // Both buffers hold at least 2048 bytes from their start.
   char const* pszDisk =
       reinterpret_cast<char const*>(pbyScratch) + kVersionOffset;
-  if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionSize) != 0) {
+  if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionTextLimit) != 0) {
     CLuString strMessage("DPX header version mismatch - expected ");
     strMessage += strVersionText(m_poHeader->szVersion);
     strMessage += ", found: ";
