@@ -10,6 +10,15 @@
 // system/timer.h (CLuTimer). Errors are results: nothing here throws or
 // prints. Transfers report byte counts (0 on failure), opens report false.
 //
+// Every system call is a round trip on network storage, so the object keeps
+// its books instead of asking: a regular file's size comes from one status
+// query (fstat, which also gives the file's identity), and a position within
+// the file is reached by a positioned transfer (pread/pwrite) instead of a
+// seek followed by the transfer. Reading a header costs open, status, read,
+// close; appending one after it costs open, status, read, write, close.
+// Positions, stale flags and landing places behave exactly as if every seek
+// had been made.
+//
 // Linux has no per-descriptor no-caching switch. Turning it on for an
 // uncached descriptor asks the kernel to drop the file's cached pages
 // (posix_fadvise DONTNEED), which every file system accepts, tmpfs and procfs
@@ -203,9 +212,11 @@ class CLuFile : public CLuByteSink {
   // The path given to bOpen.
   CLuString strFileName() const override;
 
-  // Asks the operating system for the file size once per opening (a 64-bit
-  // seek to the end, which marks the position stale) and caches its answer,
-  // -1 included; writes do not update it.
+  // Asks the operating system for the file size once per opening (as a
+  // 64-bit seek to the end would, and marking the position stale like that
+  // seek) and caches its answer, -1 included; writes do not update it. A
+  // regular file is asked with one status query that leaves the descriptor
+  // where it is; anything else with the seek itself.
   void DetermineFileSize() const;
   // Fixes the block size at 8192 bytes, once per opening.
   void DetermineHDBlockSize() const;
@@ -215,6 +226,13 @@ class CLuFile : public CLuByteSink {
   bool bIsDirectIO() const { return m_bDirectIO; }
   // The caching mode the current descriptor was opened in (true: cached).
   bool bIsHandleCached() const { return m_bHandleCached; }
+  // Device and inode number of the open file, which tell hard links of one
+  // file apart from different files. Taken from the status query that gave
+  // the size (no further system call when the size was asked first), else
+  // from one status query; cached for the descriptor. Returns false, leaving
+  // the outputs untouched, when no descriptor is open or the query failed.
+  // Either output may be null.
+  bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
   // The descriptor, -1 while closed. The object keeps owning it.
   int32_t iGetHandle() const { return m_iHandle; }
 
@@ -243,6 +261,13 @@ class CLuFile : public CLuByteSink {
   // Returns false, transferring nothing, when the seek landed elsewhere or
   // failed (the landing place, -1 for a failure, becomes the position).
   bool bSyncPosition();
+  // Resets what is known about the descriptor: a new one stands at 0.
+  void ForgetHandle();
+  // One status query of the descriptor. Records its identity (first time)
+  // and, for a regular file, that positioned transfers may stand in for
+  // seeks up to its size. True, with the size in *pn64Size, only for a
+  // regular file.
+  bool bStatHandle(uint64_t* pn64Size) const;
 
   CLuTimer m_oTimer;  // carried by every file; no file operation uses it
   int32_t m_iHandle;
@@ -256,6 +281,18 @@ class CLuFile : public CLuByteSink {
   mutable bool m_bFileSizeKnown;
   mutable uint32_t m_nBlockSize;
   mutable bool m_bBlockSizeKnown;
+  // The books on the descriptor. m_n64HandleOffset is where it stands for
+  // this object's transfers (a positioned transfer goes there); when not
+  // known the descriptor itself holds it (after an append) and transfers
+  // are plain. Positioned transfers and booked seeks only on a regular file
+  // (m_bPositioned) and only up to a size it had (m_n64SeekBound).
+  mutable bool m_bPositioned;
+  mutable uint64_t m_n64SeekBound;
+  mutable uint64_t m_n64HandleOffset;
+  mutable bool m_bHandleOffsetKnown;
+  mutable uint64_t m_n64Device;
+  mutable uint64_t m_n64Inode;
+  mutable bool m_bIdentityKnown;
 };
 
 // Growable byte queue guarded by a CLuMutex. The Do... operations assume the

@@ -201,6 +201,119 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
   EXPECT_EQ(Take(&o, 10000), "");
 }
 
+// The literal file object: a real seek before every transfer from a stale
+// position, a seek to the end for the size. CLuFile must give the same
+// results, positions and bytes, with fewer calls.
+struct SLiteralFile {
+  int fd;
+  uint64_t n64Position = 0, n64Size = 0;
+  bool bStale = false, bSizeKnown = false;
+  uint64_t Size() {
+    if (!bSizeKnown) {
+      n64Size = uint64_t(::lseek(fd, 0, SEEK_END));
+      bStale = bSizeKnown = true;
+    }
+    return n64Size;
+  }
+  uint64_t Seek(uint64_t n64Offset, int iMode) {
+    uint64_t const n64Target = n64Offset + (iMode == 1   ? n64Position
+                                            : iMode == 2 ? Size()
+                                                         : 0);
+    if (n64Target != n64Position) n64Position = n64Target, bStale = true;
+    return n64Position;
+  }
+  bool bSync() {
+    if (!bStale) return true;
+    off_t const iLanded = ::lseek(fd, off_t(n64Position), SEEK_SET);
+    if (iLanded != off_t(n64Position)) return n64Position = iLanded, false;
+    return !(bStale = false);
+  }
+  uint32_t Transfer(char* p, uint32_t n, bool bWrite) {
+    if ((!bWrite && n == 0) || !bSync() || n == 0) return 0;
+    ssize_t const i = bWrite ? ::write(fd, p, n) : ::read(fd, p, n);
+    if (i <= 0) return 0;
+    n64Position += uint64_t(i);
+    return uint32_t(i);
+  }
+};
+
+TEST_F(FileTest, PositionsAndBytesMatchTheSeekingFileObject) {
+  std::string const strBytes(300, 'a');
+  unsigned nSeed = 7;
+  auto Next = [&](unsigned n) {
+    return (nSeed = nSeed * 1103515245 + 12345) / 65536 % n;
+  };
+  for (int iMode : {0, 1, 2}) {  // read, read-write appending, created
+    SCOPED_TRACE(iMode);
+    for (char const* psz : {"mine", "literal"}) Write(P(psz), strBytes);
+    ELuFileAccess const eAccess = iMode ? eAccessReadWrite : eAccessRead;
+    ELuFileCreate const eCreate = iMode == 2 ? eCreateAlways : eOpenExisting;
+    CLuFile o;
+    ASSERT_TRUE(o.bOpen(P("mine").c_str(), eAccess, eCreate, false));
+    int const iFlags = (iMode ? O_RDWR : O_RDONLY) | (iMode == 1   ? O_APPEND
+                                                      : iMode == 2 ? O_TRUNC
+                                                                   : 0);
+    SLiteralFile oRef{::open(P("literal").c_str(), iFlags)};
+    if (iMode == 1) oRef.Seek(0, 2);
+    for (int iStep = 0; iStep < 400; ++iStep) {
+      SCOPED_TRACE(iStep);
+      char aMine[64] = {}, aRef[64] = {};
+      uint32_t const n = Next(40);
+      switch (Next(iMode ? 6 : 4)) {
+        case 0:
+          EXPECT_EQ(o.n64GetSize(), oRef.Size());
+          break;
+        case 1: {
+          int const iSeek = int(Next(3));
+          uint64_t const n64Offset = iSeek == 1 ? uint64_t(int(Next(60)) - 30)
+                                                : Next(iSeek ? 40 : 700);
+          EXPECT_EQ(o.n64Seek(n64Offset, ELuSeekMode(iSeek)),
+                    oRef.Seek(n64Offset, iSeek));
+          break;
+        }
+        case 2:
+        case 3:
+          EXPECT_EQ(o.ipRead(aMine, n), oRef.Transfer(aRef, n, false));
+          EXPECT_EQ(std::string(aMine, 64), std::string(aRef, 64));
+          break;
+        default:
+          for (uint32_t i = 0; i < n; ++i) aMine[i] = aRef[i] = char('b' + i);
+          EXPECT_EQ(o.ipWrite(aMine, n), oRef.Transfer(aRef, n, true));
+      }
+      ASSERT_EQ(o.n64GetPosition(), oRef.n64Position);
+    }
+    ::close(oRef.fd);
+    EXPECT_EQ(Read(P("mine")), Read(P("literal")));
+  }
+}
+
+// Identity and size come from one status query; positioned reads leave the
+// descriptor where it was, so no seek is ever needed.
+TEST_F(FileTest, IdentityTellsHardLinksFromCopies) {
+  Write(P("a"), "abcdef");
+  ASSERT_EQ(::link(P("a").c_str(), P("b").c_str()), 0);
+  Write(P("c"), "abcdef");
+  auto Identity = [&](char const* pszName) {
+    CLuFile o;
+    EXPECT_TRUE(o.bOpen(P(pszName).c_str(), eAccessRead, eOpenExisting, false));
+    EXPECT_EQ(o.n64GetSize(), 6u);
+    EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);
+    EXPECT_EQ(Take(&o, 2), "cd");
+    EXPECT_EQ(::lseek(o.iGetHandle(), 0, SEEK_CUR), 0);
+    uint64_t n64Device = 0, n64Inode = 0;
+    EXPECT_TRUE(o.bGetFileIdentity(&n64Device, &n64Inode));
+    return std::make_pair(n64Device, n64Inode);
+  };
+  struct stat oStat;
+  ASSERT_EQ(::stat(P("a").c_str(), &oStat), 0);
+  EXPECT_EQ(Identity("a"),
+            std::make_pair(uint64_t(oStat.st_dev), uint64_t(oStat.st_ino)));
+  EXPECT_EQ(Identity("b"), Identity("a"));
+  EXPECT_NE(Identity("c"), Identity("a"));
+  CLuFile oClosed;
+  EXPECT_FALSE(oClosed.bGetFileIdentity(nullptr, nullptr));
+}
+
 TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
   // The size is the one seen at the first query of the opening, so a second
   // call after padding pads again.

@@ -51,7 +51,12 @@ CLuString strVersionText(char const* pszField) {
 
 }  // namespace
 
-CLuDPXHeader::CLuDPXHeader() : m_pbyBlock(nullptr), m_poHeader(nullptr) {}
+CLuDPXHeader::CLuDPXHeader()
+    : m_pbyBlock(nullptr),
+      m_poHeader(nullptr),
+      m_n64Device(0),
+      m_n64Inode(0),
+      m_bIdentityKnown(false) {}
 
 CLuDPXHeader::~CLuDPXHeader() {
   delete[] m_pbyBlock;
@@ -64,7 +69,10 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
   if (!oFile.bOpen(strPath, eAccessRead, eOpenExisting, false))
     ThrowDPXError("Failed to open file: ", strPath);
 
-  if (oFile.n64GetSize() < kHeaderSize)
+  uint64_t const n64Size = oFile.n64GetSize();
+  // The size query recorded the file's identity: remembering it is free.
+  m_bIdentityKnown = oFile.bGetFileIdentity(&m_n64Device, &m_n64Inode);
+  if (n64Size < kHeaderSize)
     ThrowDPXError("File is not a valid DPX file: ", strPath);
 
   // The block belongs to the object before anything is read into it.
@@ -86,6 +94,14 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
   uint32_t const nKey = nLittleEndianWord(m_poHeader->abyEncryptionKey);
   if (nKey != 0u && nKey != 0xFFFFFFFFu)
     ThrowDPXError("File is encrypted: ", strPath);
+}
+
+bool CLuDPXHeader::bGetFileIdentity(uint64_t* pn64Device,
+                                    uint64_t* pn64Inode) const {
+  if (!m_bIdentityKnown) return false;
+  if (pn64Device != nullptr) *pn64Device = m_n64Device;
+  if (pn64Inode != nullptr) *pn64Inode = m_n64Inode;
+  return true;
 }
 
 CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {

@@ -110,7 +110,17 @@ class CLuDPXHeader {
   // Owned by this object.
   uint8_t const* pbyGetHeaderBlock() const { return m_pbyBlock; }
 
+  // Device and inode number of the file ReadFromFile read (hard links of one
+  // file share them), remembered from the status query that gave its size,
+  // so asking costs no system call. Returns false, leaving the outputs
+  // untouched, when ReadFromFile did not get as far as the size (or was not
+  // called). Either output may be null.
+  bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
+
  private:
   uint8_t* m_pbyBlock;         // owning; array new of kHeaderSize bytes
   SDPXFileHeader* m_poHeader;  // the same block viewed as the record
+  uint64_t m_n64Device;        // identity of the file read, when known
+  uint64_t m_n64Inode;
+  bool m_bIdentityKnown;
 };

@@ -1,6 +1,7 @@
 #include "media/dpx_header.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -88,7 +89,15 @@ TEST_F(DPXHeader, SetTouchesOnlyTheTimeCodeAndWriteAppendsTheBlock) {
   Bytes const aFile = HeaderBytes("SDPX", 0xFFFFFFFFu, "V2.0", 300);
   std::string const strPath = Write(aFile);
   CLuDPXHeader oHeader;
+  uint64_t n64Device = 0, n64Inode = 0;
+  EXPECT_FALSE(oHeader.bGetFileIdentity(&n64Device, &n64Inode));
   oHeader.ReadFromFile(strPath.c_str());
+  // the identity of the file read, for telling hard links apart
+  struct stat oStat;
+  ASSERT_EQ(stat(strPath.c_str(), &oStat), 0);
+  EXPECT_TRUE(oHeader.bGetFileIdentity(&n64Device, &n64Inode));
+  EXPECT_EQ(n64Device, uint64_t(oStat.st_dev));
+  EXPECT_EQ(n64Inode, uint64_t(oStat.st_ino));
   oHeader.SetHeaderTimeCode(CLuTimeCode(10, 2, 3, 4, 24.0, false, false));
   Bytes aExpected(aFile.begin(), aFile.begin() + 2048);
   memcpy(&aExpected[1920], "\x10\x02\x03\x04", 4);  // 0x04030210 LE
