@@ -199,6 +199,11 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
   std::filesystem::resize_file(P("shrinks"), 100);
   EXPECT_EQ(Take(&o, 10000), std::string(100, 's'));
   EXPECT_EQ(Take(&o, 10000), "");
+  // A close the system refuses is reported; the descriptor is gone anyway.
+  ASSERT_EQ(::close(o.iGetHandle()), 0);  // behind the object's back
+  EXPECT_FALSE(o.bClose());
+  EXPECT_FALSE(o.bIsOpen());
+  EXPECT_TRUE(o.bClose());  // nothing open
 }
 
 // The literal file object: a real seek before every transfer from a stale
