@@ -465,7 +465,8 @@ bool CLuFile::bWriteString(CLuString const& strText, bool bAddNewline) {
   // Files always get LF line ends (the string class's mode 1).
   strOut.NormalizeLineEnds(CLuString::eLineEndsLF);
   uint32_t const nLength = strOut.nGetLength();
-  if (nLength == 0) return true;
+  // Also an empty text goes through ipWrite, which re-establishes a stale
+  // position; its 0 bytes count as all written.
   return ipWrite(strOut.pszGetString(), nLength) == nLength;
 }
 

@@ -257,8 +257,8 @@ class CLuFile : public CLuByteSink {
   // write fell short or the padding could not be allocated.
   bool bAlign();
   // Writes strText (plus "\n" when bAddNewline) with line ends normalised to
-  // LF. True when every byte was written (an empty text is written
-  // trivially).
+  // LF through ipWrite. True when every byte was written (an empty text is
+  // written trivially, after ipWrite re-established a stale position).
   bool bWriteString(CLuString const& strText, bool bAddNewline);
   // Reads one line a byte at a time into *pstrText (emptied first; null
   // discards the line). CR bytes are skipped; LF ends the line and is kept
