@@ -234,27 +234,24 @@ class CLuList {
 // Growable array of element pointers, sortable with the standard qsort over
 // ppGetData() (each qsort argument is then a pointer to a T* slot). Grows by
 // a fixed step, not geometrically: its users know roughly how many elements
-// come. The pointer array lives in malloc memory and grows with realloc,
-// which extends it in place or moves its pages: a fixed step would otherwise
-// copy every pointer at every step, and a list of many thousand frames would
-// cost time growing with the square of its length. Not copyable.
+// come. Not copyable.
 template <class T>
 class CLuCompactArray {
  public:
-  // Allocates nCapacity pointers at once. If that allocation yields null the
-  // array starts with capacity 0 and grows on the first add. A step of 0 is
-  // taken as 1 (the step must never be 0).
+  // Allocates nCapacity pointers at once (array new). If that allocation
+  // yields null the array starts with capacity 0 and grows on the first
+  // add. A step of 0 is taken as 1 (the step must never be 0).
   explicit CLuCompactArray(uint32_t nCapacity = 128, uint32_t nGrowBy = 128)
       : m_nCount(0),
         m_nCapacity(nCapacity),
         m_nGrowBy(nGrowBy ? nGrowBy : 1),
-        m_ppData(ppResize(nullptr, nCapacity)) {
+        m_ppData(new T*[nCapacity]) {
     if (m_ppData == nullptr) m_nCapacity = 0;
   }
   // Releases the pointer array and sets count and capacity to 0; the
   // elements are NOT deleted.
   virtual ~CLuCompactArray() {
-    free(m_ppData);
+    delete[] m_ppData;
     m_ppData = nullptr;
     m_nCount = 0;
     m_nCapacity = 0;
@@ -363,19 +360,13 @@ class CLuCompactArray {
         (static_cast<uint64_t>(m_nCount) / m_nGrowBy + 1) * m_nGrowBy;
     if (nNew > UINT32_MAX) nNew = UINT32_MAX;
     if (nNew <= m_nCount) return false;
-    T** ppNew = ppResize(m_ppData, static_cast<uint32_t>(nNew));
-    if (ppNew == nullptr) return false;  // the old array stays as it was
+    T** ppNew = new T*[static_cast<size_t>(nNew)];
+    if (ppNew == nullptr) return false;
+    if (m_nCount) memcpy(ppNew, m_ppData, m_nCount * sizeof(T*));
+    delete[] m_ppData;
     m_ppData = ppNew;
     m_nCapacity = static_cast<uint32_t>(nNew);
     return true;
-  }
-
-  // The array p (null: a new one) resized to n pointers, its contents kept;
-  // null when that fails or would not fit in a size_t (p then unchanged).
-  static T** ppResize(T** p, uint32_t n) {
-    if (static_cast<uint64_t>(n) > SIZE_MAX / sizeof(T*)) return nullptr;
-    size_t const nBytes = (n ? n : 1) * sizeof(T*);
-    return static_cast<T**>(p ? realloc(p, nBytes) : malloc(nBytes));
   }
 
   uint32_t m_nCount;
