@@ -332,7 +332,9 @@ void CLuProfilingManager::ThreadFunction() {
     while (nGetQueuedBytes() < kWriteThreshold && !bStop && !bRestart)
       SleepOneMs();
     // Write at least what is queued now (a stop request: everything), so
-    // that disk writes come in bursts of 10 MiB or more.
+    // that disk writes come in bursts of 10 MiB or more. Going back to the
+    // wait after every single block would write 64 KiB pieces instead, each
+    // as soon as the queue is back near 10 MiB.
     uint64_t n64Burst = nGetQueuedBytes();
     uint64_t n64Written = 0;
     do {

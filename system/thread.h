@@ -126,9 +126,10 @@ class CLuThreadGroup {
 // A derived class must stop and wait for its thread in its own destructor:
 // by the time ~CLuThread runs, the derived body no longer exists.
 //
-// The flags are plain public fields, written by one thread and polled by
-// another (atomic so that every poll sees a fresh value): bodies read bStop
-// and bRestart, owners set bDeleteWhenDone before bStart.
+// The flags are public fields, written by one thread and polled by another
+// without a lock; they are atomic because plain fields shared that way would
+// be a data race, and so that every poll sees a fresh value. Bodies read
+// bStop and bRestart, owners set bDeleteWhenDone before bStart.
 class CLuThread {
  public:
   // Stores the name (not copied: pass a literal such as "Profiler") and the

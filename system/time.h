@@ -119,5 +119,7 @@ bool operator>(CLuTime const& timA, CLuTime const& timB);
 bool operator>=(CLuTime const& timA, CLuTime const& timB);
 
 // Every translation unit that includes this header has its own constant
-// invalid time, built by the static initialisers before main.
+// invalid time, built by the static initialisers before main. Start-up
+// leaves the process's file-creation mask alone: clearing it would make
+// every file and folder the framework creates writable by everyone.
 static CLuTime const timInvalid(-1);

@@ -127,6 +127,7 @@ CLuTimeStatistics::~CLuTimeStatistics() {
 
 void CLuTimeStatistics::Add(uint64_t n64Ns) {
   bModified = true;
+  // Without a sample array (capacity 0) there is no position to store at.
   if (nCapacity == 0) return;
   pn64Samples[nWriteIndex] = n64Ns;
   if (nCount < nCapacity) ++nCount;
@@ -134,6 +135,8 @@ void CLuTimeStatistics::Add(uint64_t n64Ns) {
 }
 
 void CLuTimeStatistics::Add(double dSeconds) {
+  // Only doubles within the unsigned 64-bit range may be converted; the
+  // rest is pinned to its nearer end.
   double dNs = dSeconds * 1e9;
   uint64_t n64Ns;
   if (!(dNs > 0.0))  // also NaN
