@@ -231,7 +231,8 @@ bool bLuDoesFolderExist(CLuString const& strPath) {
 
 bool bLuCreateFolderTree(CLuString const& strPath) {
   CLuString strPart(strPath);
-  if (strPart.bIsEmpty()) return false;
+  // The empty path is the current folder, which is there already.
+  if (strPart.bIsEmpty()) return bLuDoesFolderExist(".");
   // Walk the path, ending it at each "/" in turn, so each folder is made
   // after its parent.
   char* psz = strPart.pszGetBuffer(strPart.nGetLength());
