@@ -511,7 +511,8 @@ void CLuString::NormalizeLineEnds(int iMode) {
     else
       nExtra++;
   }
-  if (nExtra == 0) return;
+  // No early return when nothing needs to grow: an LF CR pair still becomes
+  // CR LF in the pass below.
   if (uint64_t(nLen) + nExtra + 1 > 0xFFFFFFFFu ||
       !bDoReallocate(nLen + nExtra + 1, true))
     return;  // no memory: leave the text as it was

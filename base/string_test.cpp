@@ -244,20 +244,27 @@ TEST(StringTrim, TruncateWhiteSpaceRemovesSetCharactersAtBothEnds) {
   EXPECT_EQ("a", strTrimmed("xax", "x"));
 }
 
-// The normalized text; its length must agree with the stored one.
-std::string strNormalized(char const* psz, int iMode) {
-  CLuString str(psz);
-  str.NormalizeLineEnds(iMode);
-  EXPECT_EQ(strlen(str.pszGetString()), str.nGetLength());
-  return str.pszGetString();
-}
-
 TEST(StringLineEnds, NormalizeToLFAndToCRLF) {
-  EXPECT_EQ("a\r\nb\r\nc\r\nd", strNormalized("a\nb\r\nc\rd", 2));
-  EXPECT_EQ("\r\n\r\n", strNormalized("\n\r\n", 2));
-  EXPECT_EQ("\r\n\r\n", strNormalized("\r\r", 5));
-  EXPECT_EQ("a\nb\nc\nd", strNormalized("a\r\nb\rc\n\rd", 0));
-  EXPECT_EQ("a\nb\nc\nd", strNormalized("a\r\nb\rc\n\rd", 1));
+  struct {
+    char const* psz;
+    int iMode;
+    char const* pszExpected;
+  } const aCases[] = {
+      {"a\nb\r\nc\rd", 2, "a\r\nb\r\nc\r\nd"},
+      {"\n\r\n", 2, "\r\n\r\n"},
+      {"\r\r", 5, "\r\n\r\n"},
+      // Nothing needs an extra character, yet the pair is turned round.
+      {"x\n\ry", 2, "x\r\ny"},
+      {"a\r\nb\rc\n\rd", 0, "a\nb\nc\nd"},
+      {"a\r\nb\rc\n\rd", 1, "a\nb\nc\nd"},
+  };
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(testing::Message() << o.iMode << ": " << o.pszExpected);
+    CLuString str(o.psz);
+    str.NormalizeLineEnds(o.iMode);
+    EXPECT_STREQ(o.pszExpected, str.pszGetString());
+    EXPECT_EQ(strlen(o.pszExpected), str.nGetLength());
+  }
 }
 
 TEST(StringReplace, ReplaceSubstringsCharactersAndLayout) {
