@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <memory>
 #include <string>
 
 #include "base/containers.h"
@@ -66,14 +65,41 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   for (int i = 0; i < 4; i++) str += str;  // forces reallocations
   str = str;
   EXPECT_EQ(128u, str.nGetLength());
-  str.Assign("abc\0def", 7);  // an embedded NUL ends the copy
-  EXPECT_EQ(3u, str.nGetLength());
+  str = "abc";
   EXPECT_STREQ("xabc!", ("x" + str + '!').pszGetString());
   EXPECT_EQ(4u, CLuString(str).nGetCapacity());  // sized for the known text
-  // A count beyond the source's NUL never reads past it.
-  std::unique_ptr<char[]> pacSource(new char[3]{'a', 'b', '\0'});
-  str.Append(pacSource.get(), 10);
-  EXPECT_STREQ("abcab", str.pszGetString());
+  str.Append("\0d", 2);
+  str += str;  // own text with a NUL inside: all of it
+  EXPECT_EQ(std::string("abc\0dabc\0d", 10),
+            std::string(str.pszGetString(), str.nGetLength()));
+}
+
+TEST(StringAssign, AssignStopsAtANulAppendCopiesExactlyNBytes) {
+  struct {
+    char const* pszStart;
+    bool bAppend;
+    std::string strSource;  // may hold NULs
+    uint32_t n;
+    std::string strExpected;  // the bytes up to the length
+    uint32_t nCapacity;
+  } const aCases[] = {
+      {"x", false, std::string("abc\0def", 7), 7, "abc", 33},
+      {"x", false, "abc", 70000, "abc", 70001},  // sized from n all the same
+      {"ab", true, std::string("c\0d", 3), 3, std::string("abc\0d", 5), 33},
+      {"", true, std::string("c\0d", 3), 3, "c", 33},  // the early stop
+      {"ab", true, "cd", kLuStringAll, "abcd", 33},
+  };
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(testing::Message() << o.pszStart << (o.bAppend ? " + " : " = ")
+                                    << o.strSource << ", " << o.n);
+    CLuString str(o.pszStart);
+    if (o.bAppend)
+      str.Append(o.strSource.c_str(), o.n);
+    else
+      str.Assign(o.strSource.c_str(), o.n);
+    EXPECT_EQ(o.strExpected, std::string(str.pszGetString(), str.nGetLength()));
+    EXPECT_EQ(o.nCapacity, str.nGetCapacity());
+  }
 }
 
 // ---- searching and pieces --------------------------------------------------
