@@ -576,29 +576,34 @@ bool CLuString::bReadFromFile(CLuString strPath, bool bRawBytes) {
     fclose(pFile);
     return false;
   }
-  bool bOk = true;
-  if (fseek(pFile, 0, SEEK_END) == 0) {
-    long const lSize = ftell(pFile);
+  // off_t with fseeko/ftello: positions past 2 GiB on a 32-bit build too.
+  // A stream whose end cannot be found (a FIFO) counts as size unknown.
+  off_t nSize = -1;
+  if (fseeko(pFile, 0, SEEK_END) == 0) {
+    nSize = ftello(pFile);
     rewind(pFile);
-    if (lSize > 0 && lSize < 0xFFFFFFFFL) {
-      char* psz = pszGetBuffer(uint32_t(lSize));
+  }
+  clearerr(pFile);
+  bool bOk = true;
+  if (nSize > 0) {
+    if (uint64_t(nSize) >= 0xFFFFFFFFu) {
+      bOk = false;  // more than a string can hold: leave it as it was
+    } else {
+      char* psz = pszGetBuffer(uint32_t(nSize));
       if (!psz) {
         bOk = false;
       } else {
-        size_t const nRead = fread(psz, 1, size_t(lSize), pFile);
+        // Terminated behind what was really read, should the file have
+        // shrunk meanwhile: never behind bytes nobody wrote.
+        size_t const nRead = fread(psz, 1, size_t(nSize), pFile);
         psz[nRead] = '\0';
         ReleaseBuffer();
       }
-    } else if (lSize >= 0xFFFFFFFFL) {
-      bOk = false;  // more than a string can hold
-    } else {
-      Empty();
     }
-  } else {
-    // A stream of unknown size: start from an empty string.
-    clearerr(pFile);
+  } else if (nSize == 0) {
     Empty();
   }
+  // Size unknown: the old contents stay and the stream is appended to them.
   if (bOk) {
     // Whatever follows (streams whose size is not known up front).
     char acPiece[1024];
