@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <new>
 #include <vector>
 
+#include "base/heap.h"
 #include "base/string.h"
 
 namespace {
@@ -168,6 +170,46 @@ TEST(LuIndex, NullElementRemovesOrDoesNothing) {
   ASSERT_EQ(1u, index.nGetCount());
   EXPECT_STREQ("b", index.poGetKeyAt(0)->pszGetString());
   EXPECT_EQ(nullptr, index.poRemoveAt(1));
+}
+
+TEST(LuIndex, InsertFailsWholeWhenTheKeyCopyCannotBeMade) {
+  // The global operators are the seam's only when no memory checker
+  // replaced them.
+  LuSimulateAllocationFailures(1);
+  delete new (std::nothrow) int;
+  bool const bOurs = g_oLuHeapTestSeam.nFailuresLeft.load() == 0;
+  LuSimulateAllocationFailures(0);
+  if (!bOurs) GTEST_SKIP() << "global operators replaced by a memory checker";
+
+  // Each failed allocation costs six system calls (one try, five retries).
+  struct {
+    char const* pszWhat;
+    uint32_t nPasses, nFailures;
+    bool bExpected;
+  } const aCases[] = {
+      {"object", 0, 6, false},
+      {"object and text", 0, 12, false},
+      {"text buffer, then its second chance", 1, 12, false},
+      {"text buffer only, the second chance succeeds", 1, 6, true},
+  };
+  int p = 1, q = 2;
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(o.pszWhat);
+    CLuIndex<int, true> index;
+    index.bSetAt("old", &p);
+    CLuString const strKey("key");
+    LuSimulateAllocationFailures(o.nFailures, o.nPasses);
+    bool const bResult = index.bSetAt(strKey, &q);
+    LuSimulateAllocationFailures(0);
+    EXPECT_EQ(o.bExpected, bResult);
+    EXPECT_EQ(o.bExpected ? 2u : 1u, index.nGetCount());
+    EXPECT_EQ(o.bExpected ? &q : nullptr, index.poGetAt(strKey));
+    EXPECT_EQ(&p, index.poGetAt("old"));
+    EXPECT_EQ(nullptr, index.poGetAt(""));  // never an empty key
+  }
+  // The retries took what the process holds as the allocation limit.
+  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);
+  poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
 }
 
 TEST(LuIndex, ManyKeysStayFindable) {

@@ -13,7 +13,7 @@
 extern "C" void free(void*) noexcept __attribute__((noplt));
 #endif
 
-SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
+SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}, {0}};
 
 namespace {
 
@@ -29,14 +29,21 @@ uint32_t nLower(uint32_t n, uint32_t nBy) {
   return n > nBy ? n - nBy : 0;
 }
 
-// Consumes one simulated failure of the test seam, if one is left, and
-// notes whether the global heap's mutex is held at that moment.
-__attribute__((noinline, cold)) bool bSimulatedFailure() {
-  uint32_t n = g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed);
-  while (n != 0 && !g_oLuHeapTestSeam.nFailuresLeft.compare_exchange_weak(
-                       n, n - 1, std::memory_order_relaxed)) {
+// Takes one from an armed counter of the test seam; false when it is 0.
+bool bTakeOne(std::atomic<uint32_t>& rn) {
+  uint32_t n = rn.load(std::memory_order_relaxed);
+  while (n != 0 &&
+         !rn.compare_exchange_weak(n, n - 1, std::memory_order_relaxed)) {
   }
-  if (n == 0) return false;
+  return n != 0;
+}
+
+// Consumes one simulated failure of the test seam, if one is left (after
+// the calls it lets through first), and notes whether the global heap's
+// mutex is held at that moment.
+__attribute__((noinline, cold)) bool bSimulatedFailure() {
+  if (bTakeOne(g_oLuHeapTestSeam.nPassesLeft)) return false;
+  if (!bTakeOne(g_oLuHeapTestSeam.nFailuresLeft)) return false;
   CLuHeap* poHeap = poLuGlobalHeap();
   g_oLuHeapTestSeam.nLockCountAtFailure.store(
       poHeap ? poHeap->nGetLockCount() : 0, std::memory_order_relaxed);
@@ -53,7 +60,8 @@ std::atomic<void* (*)(size_t)> s_pfnSystemMalloc{malloc};
 // pending, then puts malloc back.
 void* pSeamMalloc(size_t nSize) {
   if (bSimulatedFailure()) return nullptr;
-  s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
+  if (g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) == 0)
+    s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
   return malloc(nSize);
 }
 
@@ -163,7 +171,8 @@ CLuHeap* poLuGlobalHeap() {
   return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
 }
 
-void LuSimulateAllocationFailures(uint32_t nFailures) {
+void LuSimulateAllocationFailures(uint32_t nFailures, uint32_t nPassesFirst) {
+  g_oLuHeapTestSeam.nPassesLeft.store(nFailures ? nPassesFirst : 0);
   g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
   s_pfnSystemMalloc.store(nFailures ? pSeamMalloc : malloc);
 }
