@@ -103,9 +103,31 @@ static uint32_t nCapacityAfter(uint32_t nCapacity, uint32_t nStep,
 TEST(LuCompactArray, GrowsToTheNextMultipleOfTheStep) {
   EXPECT_EQ(128u, nCapacityAfter(128, 128, 128));
   EXPECT_EQ(256u, nCapacityAfter(128, 128, 129));
-  EXPECT_EQ(200u, nCapacityAfter(150, 100, 151));
+  // (count + 2 x step - 1) rounded down: one step more when the count is
+  // no multiple of the step.
+  EXPECT_EQ(300u, nCapacityAfter(150, 100, 151));
+  EXPECT_EQ(400u, nCapacityAfter(150, 100, 301));
   EXPECT_EQ(10u, nCapacityAfter(0, 10, 1));
   EXPECT_EQ(6u, nCapacityAfter(5, 0, 6));  // step 0 counts as 1
+}
+
+TEST(LuCompactArray, GrowthThatCannotBeHadDropsTheAdd) {
+  int a[3] = {0, 1, 2};
+  for (uint32_t nFailures : {5u, 6u}) {  // one try and five retries
+    SCOPED_TRACE(nFailures);
+    CLuCompactArray<int> array(2, 2);
+    array.Add(&a[0]);
+    array.Add(&a[1]);
+    LuSimulateAllocationFailures(nFailures);
+    array.Add(&a[2]);
+    LuSimulateAllocationFailures(0);
+    bool const bGrown = nFailures < 6;
+    EXPECT_EQ(bGrown ? 3u : 2u, array.nGetCount());
+    EXPECT_EQ(bGrown ? 4u : 2u, array.nGetCapacity());
+    EXPECT_EQ(&a[1], array.poGetAt(1));
+  }
+  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the retries lowered it
+  poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
 }
 
 TEST(LuCompactArray, InsertAndRemoveShiftTheRest) {

@@ -83,6 +83,17 @@ inline void* pSystemAllocAligned(size_t nSize, size_t nAlignment) {
   return posix_memalign(&p, nAlignment, nSize) == 0 ? p : nullptr;
 }
 
+// realloc behind the test seam (one predictable branch, like the aligned
+// forms).
+inline void* pSystemResize(void* p, size_t nSize) {
+  if (__builtin_expect(
+          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
+          0) &&
+      bSimulatedFailure())
+    return nullptr;
+  return realloc(p, nSize);
+}
+
 // Holds the heap's mutex for one operation and releases it when the
 // operation ends, also by an exception. Waits for ever; if the lock cannot
 // be had the operation goes on without it.
@@ -169,6 +180,22 @@ inline void* pAllocateAligned(size_t nSize, std::align_val_t eAlignment) {
 
 CLuHeap* poLuGlobalHeap() {
   return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
+}
+
+void* pLuResizeAllocation(void* p, size_t nBytes) {
+  if (nBytes == 0) nBytes = 1;  // realloc would free p and say null
+  void* pNew = pSystemResize(p, nBytes);
+  if (__builtin_expect(pNew != nullptr, 1)) return pNew;
+  // The failure path of the operators, with realloc in place of malloc; a
+  // failed realloc leaves p as it was.
+  CLuHeap* poHeap = poLuGlobalHeap();
+  if (poHeap == nullptr) return nullptr;
+  CHeapLock oLock(*poHeap);
+  for (int i = 0; i < CLuHeap::kRetries && pNew == nullptr; ++i) {
+    poHeap->DeleteBlocksAboveLimit(nBytes, true);
+    pNew = pSystemResize(p, nBytes);
+  }
+  return pNew;
 }
 
 void LuSimulateAllocationFailures(uint32_t nFailures, uint32_t nPassesFirst) {
