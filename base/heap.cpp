@@ -378,8 +378,9 @@ void CLuHeap::DeleteBlocksAboveLimit(size_t nExtra, bool bRecompute) {
   uint64_t nSum = nWanted + nOutside + m_nBytesInUse;
   if (nSum <= m_nAllocationLimit) return;
   uint64_t nExcess = nSum - m_nAllocationLimit;
-  // Blocks that large allocators release now must really go.
-  bool bReuseBefore = m_bReuse;
+  // Blocks that large allocators release now must really go. Afterwards
+  // reuse is on again, also when this ran inside an allocator's release
+  // (a nested trim switches it on before the outer round ends).
   m_bReuse = false;
   for (uint32_t i = 0; nExcess != 0 && i < m_oLargeAllocators.nGetCount();
        ++i) {
@@ -392,7 +393,7 @@ void CLuHeap::DeleteBlocksAboveLimit(size_t nExtra, bool bRecompute) {
                          : 0;
     nExcess -= nFell < nExcess ? nFell : nExcess;
   }
-  m_bReuse = bReuseBefore;
+  m_bReuse = true;
 }
 
 void CLuHeap::DeleteFreeBlocks(uint64_t nNeed) {
