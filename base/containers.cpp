@@ -101,7 +101,8 @@ bool bKeysEqual(CLuString const& str1, CLuString const& str2,
 }  // namespace
 
 CLuIndexBase::CLuIndexBase(uint32_t nInitialCapacity)
-    : m_paEntries(nInitialCapacity ? new SLuIndexEntry[nInitialCapacity]
+    : m_paEntries(nInitialCapacity ? new (std::nothrow)
+                                         SLuIndexEntry[nInitialCapacity]
                                    : nullptr),
       m_nCount(0),
       m_nCapacity(nInitialCapacity) {
@@ -209,7 +210,8 @@ bool CLuIndexBase::bSetAtUntyped(CLuString const& strKey, void* po,
   if (m_nCount == m_nCapacity) {
     uint64_t nNew = static_cast<uint64_t>(m_nCapacity) + kIndexGrowBy;
     SLuIndexEntry* paNew = nNew <= UINT32_MAX
-                               ? new SLuIndexEntry[static_cast<size_t>(nNew)]
+                               ? new (std::nothrow)
+                                     SLuIndexEntry[static_cast<size_t>(nNew)]
                                : nullptr;
     if (paNew == nullptr) {
       delete poKey;

@@ -11,12 +11,14 @@
 // CLuList<void>); everything that needs the complete string type lives in
 // containers.cpp or in template code that only touches T.
 //
-// Errors: nothing throws and nothing prints. The global operator new of this
-// framework may return null (the build uses -fcheck-new), and the containers
-// absorb that: a list append returns a null position, a compact-array append
-// is dropped, an index insert returns false, deque and sparse-array stores
-// return false. In every such case the container is left as it was (the one
-// deliberate exception is CLuList::NewNode, see there).
+// Errors: nothing throws and nothing prints. The global operators of this
+// framework may return null; the containers allocate with the non-throwing
+// forms (new (std::nothrow), and pLuResizeAllocation for the compact
+// array's pointer block), test every result and absorb a failure: a list
+// append returns a null position, a compact-array append is dropped, an
+// index insert returns false, deque and sparse-array stores return false.
+// In every such case the container is left as it was (the one deliberate
+// exception is CLuList::NewNode, see there).
 //
 // Thread safety: none of their own; a container shared between threads is
 // guarded by its owner's lock (the heap, the profiling manager).
@@ -114,7 +116,7 @@ class CLuList {
   // one. Callers normally use posAddTail / posAddHead instead.
   SLuPosition* NewNode(T* po) {
     ++m_nCount;
-    SLuPosition* pos = new SLuPosition;
+    SLuPosition* pos = new (std::nothrow) SLuPosition;
     if (pos == nullptr) return nullptr;
     pos->poNext = nullptr;
     pos->poPrevious = nullptr;
@@ -375,8 +377,7 @@ class CLuCompactArray {
     if (m_nCount < m_nCapacity) return true;
     uint64_t const nStep = m_nGrowBy;
     uint64_t const nNew = (m_nCount + 2 * nStep - 1) / nStep * nStep;
-    if (nNew > UINT32_MAX || nNew <= m_nCount ||
-        nNew > SIZE_MAX / sizeof(T*))
+    if (nNew > UINT32_MAX || nNew <= m_nCount || nNew > SIZE_MAX / sizeof(T*))
       return false;
     // Resized rather than allocated anew and copied: the system allocator
     // extends or remaps a large block in place, so a long frame list that
@@ -518,7 +519,7 @@ class CLuDeque {
   // Allocates nInitialCapacity slots at once; grows by nGrowBy slots (0 is
   // taken as 1). If the first allocation yields null the capacity is 0.
   explicit CLuDeque(uint32_t nInitialCapacity = 128, uint32_t nGrowBy = 128)
-      : m_ppBuffer(new T*[nInitialCapacity]),
+      : m_ppBuffer(new (std::nothrow) T*[nInitialCapacity]),
         m_nCapacity(nInitialCapacity),
         m_nGrowBy(nGrowBy ? nGrowBy : 1),
         m_nHead(0),
@@ -590,7 +591,7 @@ class CLuDeque {
     uint64_t nNew = static_cast<uint64_t>(m_nCapacity) + m_nGrowBy;
     if (nNew > UINT32_MAX) nNew = UINT32_MAX;
     if (nNew <= m_nCapacity) return false;
-    T** ppNew = new T*[static_cast<size_t>(nNew)];
+    T** ppNew = new (std::nothrow) T*[static_cast<size_t>(nNew)];
     if (ppNew == nullptr) return false;
     for (uint32_t i = 0; i < m_nCount; ++i) ppNew[i] = m_ppBuffer[nSlot(i)];
     delete[] m_ppBuffer;
@@ -617,7 +618,7 @@ class CLuSparseArray {
   // Room for nInitialCapacity slots, all null. If the allocation yields
   // null the capacity is 0.
   explicit CLuSparseArray(uint32_t nInitialCapacity = 128)
-      : m_ppData(new T*[nInitialCapacity]),
+      : m_ppData(new (std::nothrow) T*[nInitialCapacity]),
         m_nCapacity(nInitialCapacity),
         m_nSize(0) {
     if (m_ppData == nullptr)
@@ -655,7 +656,7 @@ class CLuSparseArray {
       uint64_t nNew = (static_cast<uint64_t>(i) / kGrowBy + 1) * kGrowBy;
       if (nNew > UINT32_MAX) nNew = UINT32_MAX;
       if (nNew <= i) return false;
-      T** ppNew = new T*[static_cast<size_t>(nNew)];
+      T** ppNew = new (std::nothrow) T*[static_cast<size_t>(nNew)];
       if (ppNew == nullptr) return false;
       if (m_nCapacity) memcpy(ppNew, m_ppData, m_nCapacity * sizeof(T*));
       delete[] m_ppData;

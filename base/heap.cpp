@@ -455,7 +455,7 @@ void* CLuHeap::pReallocate(void* pUser, size_t nSize, bool bKeepContents) {
     DeleteBlocksAboveLimit(nNeeded, false);
     void* pRaw = pInternalAlloc(nNeeded, false);
     if (pRaw == nullptr) return nullptr;
-    poBlock = new CBlock(nNeeded, pRaw);
+    poBlock = new (std::nothrow) CBlock(nNeeded, pRaw);
     if (poBlock == nullptr) {
       free(pRaw);
       return nullptr;
@@ -514,7 +514,7 @@ CLuHeap::CBlockList* CLuHeap::poGetListForSize(uint32_t nSize, bool bCreate) {
   CBlockList* poList = m_oFreeLists.poGetAt(i);
   if (poList && poList->nSizeClass == nClass) return poList;
   if (!bCreate) return nullptr;
-  poList = new CBlockList(nClass);
+  poList = new (std::nothrow) CBlockList(nClass);
   if (poList == nullptr) return nullptr;
   if (!m_oFreeLists.bInsertAt(i, poList)) {
     delete poList;

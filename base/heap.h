@@ -9,10 +9,13 @@
 // yields null does it take the global heap's mutex and call pInternalAlloc
 // (or pInternalAllocAligned), which drops cached memory and asks again up to
 // five times. After six failures in a row the result is null: every form
-// may return null, the throwing forms included, and the whole project is
-// built with -fcheck-new so that a new-expression whose allocation yields
-// null calls no constructor and yields null itself. Every release form calls
-// free (null allowed), which matches every allocation form above.
+// may return null, the throwing forms included. Code that absorbs a failed
+// allocation therefore allocates with the non-throwing forms (new
+// (std::nothrow) T), which take this same path and for which a null result
+// runs no constructor, whatever the compiler. Every release form calls free
+// (null allowed), which matches every allocation form above, and
+// pLuResizeAllocation (base/containers.h) resizes such a block through the
+// same failure path.
 //
 // CLuHeap also keeps a block cache: 64-byte-aligned blocks handed out by
 // pReallocate, kept after release in free lists by 8 KiB size class so that

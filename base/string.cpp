@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "base/containers.h"
 
@@ -66,7 +67,7 @@ CLuString::~CLuString() {
 
 void CLuString::Construct(uint32_t n) {
   if (n == 0xFFFFFFFFu) n = 0xFFFFFFFEu;  // n + 1 must fit 32 bits
-  char* psz = new char[n + 1];
+  char* psz = new (std::nothrow) char[n + 1];
   if (!psz) {
     Empty();
     return;
@@ -92,7 +93,7 @@ bool CLuString::bDoReallocate(uint32_t nSize, bool bKeep) {
   if (nNew < nSize) nNew = nSize;
   if (nNew < 32) nNew = 32;
   if (nNew > 0xFFFFFFFFu) nNew = 0xFFFFFFFFu;
-  char* psz = new char[nNew];
+  char* psz = new (std::nothrow) char[nNew];
   if (!psz) return false;
   uint32_t nKeep = m_nLength;
   if (nKeep > nNew - 1) nKeep = uint32_t(nNew - 1);
@@ -140,8 +141,8 @@ void CLuString::Assign(char const* psz, uint32_t n) {
   if (bIsInside(psz)) {
     // Our own text (or a tail of it): growing first would free the source,
     // so copy forwards towards the buffer start, which never overtakes it.
-    uint32_t const nAvail = uint32_t(
-        strnlen(psz, size_t(m_pszBuffer + m_nCapacity - psz)));
+    uint32_t const nAvail =
+        uint32_t(strnlen(psz, size_t(m_pszBuffer + m_nCapacity - psz)));
     if (n > nAvail) n = nAvail;
     memmove(m_pszBuffer, psz, n);
     m_pszData = m_pszBuffer;
