@@ -118,9 +118,9 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNull) {
     EXPECT_EQ(nFailures == 7 ? 1u : 0u, g_oLuHeapTestSeam.nFailuresLeft.load());
     free(p);  // the system allocator's block, whatever the form
   }
-  // A new-expression that gets null runs no constructor.
+  // A non-throwing new-expression that gets null runs no constructor.
   LuSimulateAllocationFailures(6);
-  SConstructed* po = new SConstructed;
+  SConstructed* po = new (std::nothrow) SConstructed;
   EXPECT_EQ(nullptr, po);
   EXPECT_EQ(0, g_iConstructed);
 }

@@ -67,7 +67,8 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   str.Append(str.pszGetString());
   EXPECT_STREQ("cdefcdef", str.pszGetString());
   for (int i = 0; i < 4; i++) str += str;  // forces reallocations
-  str = str;
+  CLuString const& strSame = str;
+  str = strSame;  // self-assignment changes nothing
   EXPECT_EQ(128u, str.nGetLength());
   str = "abc";
   EXPECT_STREQ("xabc!", ("x" + str + '!').pszGetString());
