@@ -84,8 +84,6 @@ CLuFileFind::CLuFileFind(CLuString const& strPathWithWildcard,
       m_bHasEntry(false),
       m_byDirType(DT_UNKNOWN),
       m_bAttributesCached(false),
-      m_bStatFollowed(false),
-      m_bStatIsFolder(false),
       m_i64Size(-1),
       m_iModified(-1),
       m_iCreated(-1) {
@@ -186,13 +184,16 @@ CLuString CLuFileFind::strDisplayName() const {
 
 bool CLuFileFind::bIsDirectory() const {
   if (!m_bHasEntry) return false;
-  // readdir's type is trusted only where it cannot differ from what a
-  // status query through links says: plain files and folders. Links and
-  // "unknown" (some file systems never fill it) are asked about.
-  if (m_byDirType == DT_DIR) return true;
-  if (m_byDirType == DT_REG) return false;
-  CacheAttributes();
-  return m_bStatFollowed && m_bStatIsFolder;
+  // The answer is a status query on strPath. readdir's type stands in for
+  // it, saving one query per entry, only where the two cannot differ: a
+  // plain file or a folder whose name strPath keeps as it is. A backslash
+  // in the name becomes a folder separator in strPath, which then names
+  // another entry; links and "unknown" types need the query anyway.
+  bool const bPathIsName = strchr(m_strName.pszGetString(), '\\') == nullptr;
+  if (bPathIsName && m_byDirType == DT_DIR) return true;
+  if (bPathIsName && m_byDirType == DT_REG) return false;
+  struct stat oStat;
+  return stat(strPath().pszGetString(), &oStat) == 0 && S_ISDIR(oStat.st_mode);
 }
 
 bool CLuFileFind::bIsDots() const {
@@ -229,8 +230,6 @@ bool CLuFileFind::bIsNetworkNode() const {
 void CLuFileFind::CacheAttributes() const {
   if (m_bAttributesCached) return;
   m_bAttributesCached = true;
-  m_bStatFollowed = false;
-  m_bStatIsFolder = false;
   m_i64Size = -1;
   m_iModified = -1;
   m_iCreated = -1;
@@ -249,8 +248,6 @@ void CLuFileFind::CacheAttributes() const {
     if (statx(fdFolder, pszName, iFlags,
               STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME | STATX_CTIME,
               &oStat) == 0) {
-      m_bStatFollowed = iFlags == 0;
-      m_bStatIsFolder = S_ISDIR(oStat.stx_mode);
       m_i64Size = static_cast<int64_t>(oStat.stx_size);
       m_iModified = oStat.stx_mtime.tv_sec;
       m_iCreated = (oStat.stx_mask & STATX_BTIME) ? oStat.stx_btime.tv_sec
@@ -264,8 +261,6 @@ void CLuFileFind::CacheAttributes() const {
   for (int iFlags : aiStatFlags) {
     struct stat oStat;
     if (fstatat(fdFolder, pszName, &oStat, iFlags) == 0) {
-      m_bStatFollowed = iFlags == 0;
-      m_bStatIsFolder = S_ISDIR(oStat.st_mode);
       m_i64Size = static_cast<int64_t>(oStat.st_size);
       m_iModified = oStat.st_mtime;
       m_iCreated = oStat.st_ctime;  // no birth time here: last status change
@@ -281,12 +276,10 @@ int64_t CLuFileFind::i64FileSize() const {
 
 CLuTime CLuFileFind::timModified() const {
   CacheAttributes();
-  long iSeconds = static_cast<long>(m_iModified);
-  return CLuTime(iSeconds);
+  return CLuTime::timFromSeconds(m_iModified);
 }
 
 CLuTime CLuFileFind::timCreated() const {
   CacheAttributes();
-  long iSeconds = static_cast<long>(m_iCreated);
-  return CLuTime(iSeconds);
+  return CLuTime::timFromSeconds(m_iCreated);
 }

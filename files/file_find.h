@@ -12,10 +12,10 @@
 //
 // Cost: the folder is read in one pass of readdir. Nothing is asked of the
 // file system per entry unless a question needs it: bIsDirectory answers
-// from the entry's type when readdir reports a plain file or a folder, and
-// asks the file system only for other types (symbolic links, unknown), so
-// a link to a folder counts as a folder. Size and times are read once per
-// entry, on first demand. ".hidden" names are looked up by binary search.
+// from the entry's type when readdir reports a plain file or a folder (and
+// the name holds no backslash), and otherwise asks the file system about
+// strPath. Size and times are read once per entry, on first demand.
+// ".hidden" names are looked up by binary search.
 //
 // Errors: none are reported; a folder that cannot be opened simply yields no
 // entry. Nothing is printed.
@@ -57,9 +57,11 @@ class CLuFileFind {
   // empty without a current entry.
   CLuString strDisplayName() const;
 
-  // True when the current entry is a folder or a symbolic link to one;
-  // false for anything else, for a dangling link, when the entry cannot be
-  // queried, and without a current entry.
+  // True when strPath names a folder (or a symbolic link to one); false for
+  // anything else, for a dangling link, when the query fails, and without a
+  // current entry. A name holding a backslash is asked about through
+  // strPath, where the backslash is a folder separator: "sub\\x" is a folder
+  // when sub/x is one.
   bool bIsDirectory() const;
 
   // True when the current entry is "." or "..".
@@ -112,8 +114,6 @@ class CLuFileFind {
 
   // Per-entry attributes, read once on first demand.
   mutable bool m_bAttributesCached;
-  mutable bool m_bStatFollowed;  // the query through links succeeded
-  mutable bool m_bStatIsFolder;
   mutable int64_t m_i64Size;
   mutable int64_t m_iModified;  // seconds since 1970, -1 unknown
   mutable int64_t m_iCreated;

@@ -77,6 +77,11 @@ TEST_F(FileFind, FoldersAndLinksAreToldApartByTheirTarget) {
   fs::create_symlink("plate.0002.dpx", P("plate.0003.dpx"));
   fs::create_symlink("no-such-target", P("plate.0004.dpx"));
   fs::create_symlink("plate.0001.dpx", P("plate.0005.dpx"));
+  // A backslash in a name is a separator in the entry's path, which then
+  // names another entry: that one decides.
+  fs::create_directories(P("sub/x"));
+  Write(P("sub\\x"), "");
+  fs::create_directory(P("sub\\y"));
   // 0003 links to the folder; 0004 dangles, so its size is the link's own
   // (14 bytes); 0005 links to the file and has the target's size.
   struct {
@@ -84,13 +89,19 @@ TEST_F(FileFind, FoldersAndLinksAreToldApartByTheirTarget) {
     bool bIsDirectory;
     int64_t i64Size;  // -2: a folder's size is the file system's
   } const aCases[] = {
-      {"plate.0001.dpx", false, 5}, {"plate.0002.dpx", true, -2},
-      {"plate.0003.dpx", true, -2}, {"plate.0004.dpx", false, 14},
+      {"plate.0001.dpx", false, 5},
+      {"plate.0002.dpx", true, -2},
+      {"plate.0003.dpx", true, -2},
+      {"plate.0004.dpx", false, 14},
       {"plate.0005.dpx", false, 5},
+      {"sub\\x", true, -2},   // a file, but sub/x is a folder
+      {"sub\\y", false, -2},  // a folder, but there is no sub/y
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(c.pszName);
-    CLuFileFind oFind(P(c.pszName).c_str(), false);
+    std::string strPattern = c.pszName;  // "?" stands for the backslash
+    std::replace(strPattern.begin(), strPattern.end(), '\\', '?');
+    CLuFileFind oFind(P(strPattern).c_str(), false);
     ASSERT_TRUE(oFind.bFindFile());
     EXPECT_EQ(c.bIsDirectory, oFind.bIsDirectory());
     EXPECT_FALSE(oFind.bIsDots());

@@ -4,8 +4,9 @@
 //
 // Input layout: byte 0 picks the source (bit 0: through a temporary file,
 // which may hold NUL bytes; otherwise from memory) and how the walk goes
-// (bit 1: bFinishCurrentTag after every opening tag); the rest is the
-// document.
+// (bit 1: bFinishCurrentTag after every opening tag; bit 2: values are
+// asked for only after end tags, when a bare value's "<" is back in place
+// and the value reads on); the rest is the document.
 #include <unistd.h>
 
 #include <cstddef>
@@ -75,9 +76,13 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* pData, size_t nSize) {
       }
       // A one-character bare value is text without the has-value flag;
       // any value with the flag came from quotes or has two characters.
-      CLuString const strValue = oXML.strCurrentValue();
-      if (!bEndTag && !oXML.bHasValue() && strValue.nGetLength() > 1)
-        __builtin_trap();
+      // Read late, a value still ends inside the document.
+      if (!(byFlags & 4) || bEndTag) {
+        CLuString const strValue = oXML.strCurrentValue();
+        if (!bEndTag && !oXML.bHasValue() && strValue.nGetLength() > 1)
+          __builtin_trap();
+        if (strValue.nGetLength() > nSize) __builtin_trap();
+      }
       (void)oXML.nCurrentHash();
       // Inside an element the end of the document throws instead.
       if (!bEndTag && (byFlags & 2) && !oXML.bFinishCurrentTag())

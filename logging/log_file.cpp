@@ -1,6 +1,7 @@
 #include "logging/log_file.h"
 
 #include <pwd.h>
+#include <sys/types.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -234,7 +235,7 @@ void CLuLogFile::Output(CLuString const& strText) {
     if (m_bOpen || bOpen(false)) {
       fwrite(strText.pszGetString(), 1, strText.nGetLength(), m_pFile);
       fflush(m_pFile);
-      long const iPosition = ftell(m_pFile);
+      off_t const iPosition = ftello(m_pFile);
       if (m_nSizeLimit != knNoLimit && iPosition > 0 &&
           uint64_t(iPosition) / 1024 > m_nSizeLimit)
         ResetFile();
@@ -261,8 +262,7 @@ void CLuLogFile::ResetFile() {
   bOpen(false);
 }
 
-bool CLuLogFile::bOpen(bool bRotate, unsigned int* pnFileBytes) {
-  if (pnFileBytes != nullptr) *pnFileBytes = 0;
+bool CLuLogFile::bOpen(bool bRotate, unsigned int* /*pnUnused*/) {
   if (!m_bOpen) {
     // "w" on purpose: every run starts with an empty log.
     m_pFile = fopen(m_strPath.pszGetString(), "w");
@@ -282,13 +282,6 @@ bool CLuLogFile::bOpen(bool bRotate, unsigned int* pnFileBytes) {
     }
     if (!m_bOpen) return false;
   }
-  if (pnFileBytes != nullptr) {
-    long const iPosition = ftell(m_pFile);
-    if (iPosition > 0)
-      *pnFileBytes = uint64_t(iPosition) > 0xFFFFFFFFull
-                         ? 0xFFFFFFFFu
-                         : static_cast<unsigned int>(iPosition);
-  }
   return true;
 }
 
@@ -297,7 +290,7 @@ void CLuLogFile::WriteHeader() {
   // being written (that would open, and rotate, again without end): the
   // limit applies from the first line logged after it.
   CLimitLift oLift(m_nSizeLimit);
-  fseek(m_pFile, 0, SEEK_END);
+  fseeko(m_pFile, 0, SEEK_END);
   Output(CLuTime::timCurrent().strDate() + kBuildTag);
   if (m_bSystemInformation) {
     Output("Machine: " + strComputerName() + " in domain " + strDomainName() +

@@ -83,9 +83,9 @@ class CLuLogFile : public CLuLog {
   // created (nothing written, stays closed). With bRotate the freshly opened
   // file is rotated at once through ResetFile (which writes the header of
   // the new file), and this opening's header follows, so the new file
-  // starts with two headers. pnFileBytes (may be null) receives the file's size
-  // in bytes after opening, 0 on failure (4294967295 at most).
-  bool bOpen(bool bRotate, unsigned int* pnFileBytes = nullptr);
+  // starts with two headers. The pointer is part of the interface only:
+  // nothing is read from or written through it.
+  bool bOpen(bool bRotate, unsigned int* pnUnused = nullptr);
   // When open: logs "Closing log file" under "LuLog", writes an empty line
   // and the current date, and closes the file. Nothing when closed.
   void Close();

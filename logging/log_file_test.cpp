@@ -90,9 +90,9 @@ TEST_F(LuLogFile, FirstLineEmptiesTheFileAndWritesHeaderClosingAddsLines) {
     EXPECT_EQ(ReadFile(m_strPath), "old content that must go\n");
     oLog.Log("Test", "value %u", 7u);
     EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine));
-    unsigned int nBytes = 0;
-    EXPECT_TRUE(oLog.bOpen(false, &nBytes));  // already open: writes nothing
-    EXPECT_EQ(nBytes, ReadFile(m_strPath).size());
+    unsigned int nUnused = 1234;
+    EXPECT_TRUE(oLog.bOpen(false, &nUnused));  // already open: writes nothing
+    EXPECT_EQ(nUnused, 1234u);                 // and leaves the pointer alone
   }
   EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine + kClosing));
 }

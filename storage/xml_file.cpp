@@ -1,6 +1,9 @@
 #include "storage/xml_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -69,17 +72,27 @@ bool CLuXMLFile::bOpen(CLuString const& strSource, bool bIsFile) {
     return true;
   }
 
-  FILE* pFile = fopen(strSource.pszGetString(), "rb");
-  if (pFile == nullptr) return false;
-  // A folder opens fine for reading on this platform but has no sensible
-  // size; only regular files are documents.
+  // Only regular files are documents, and the file is opened without
+  // blocking: opening a named pipe would otherwise wait for a writer for
+  // ever, and a folder or a device has no size to read. For a regular file
+  // the flag changes nothing.
+  int const iFile =
+      open(strSource.pszGetString(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (iFile < 0) return false;
   struct stat oStat;
-  bool bRead = fstat(fileno(pFile), &oStat) == 0 && S_ISREG(oStat.st_mode) &&
-               fseek(pFile, 0, SEEK_END) == 0;
-  long const iSize = bRead ? ftell(pFile) : -1;
-  // Positions and columns are 32-bit: 4 GiB and more is refused.
+  FILE* pFile = fstat(iFile, &oStat) == 0 && S_ISREG(oStat.st_mode)
+                    ? fdopen(iFile, "rb")
+                    : nullptr;
+  if (pFile == nullptr) {
+    close(iFile);
+    return false;
+  }
+  bool bRead = fseeko(pFile, 0, SEEK_END) == 0;
+  off_t const iSize = bRead ? ftello(pFile) : -1;
+  // size + 1 bytes must fit size_t (32 bits on x86) and the string class
+  // counts lengths in 32 bits: 4 GiB and more is refused.
   bRead = iSize >= 0 && uint64_t(iSize) < 0xFFFFFFFFull &&
-          fseek(pFile, 0, SEEK_SET) == 0;
+          fseeko(pFile, 0, SEEK_SET) == 0;
   if (bRead) {
     m_pszBuffer = new (std::nothrow) char[size_t(iSize) + 1];
     // One read of one item of the whole size: an empty file reads no item
@@ -128,12 +141,9 @@ void CLuXMLFile::Advance(bool* pbEndTag) {
   if (m_pszBuffer == nullptr)
     throw CLuXMLParseError("XML file is not open.", 0, 0);
   if (m_bRestore) {
-    // The value ends at the NUL that stands where the "<" was; keep a copy
-    // so that it stays readable once the "<" is back.
-    if (!m_bValueCached) {
-      m_strValueCache = m_pszValue;
-      m_bValueCached = true;
-    }
+    // The bare value ends at a NUL that stands where the "<" was. The value
+    // is not copied first: a caller who asks for it only now reads on
+    // through the "<".
     *m_pszPos = '<';
     m_bRestore = false;
   }
@@ -144,7 +154,7 @@ void CLuXMLFile::Advance(bool* pbEndTag) {
 
   ParseTag();
   if (m_strCurrentTag.cGetAt(0) != '/') {
-    CLuString* pstrOpen = new CLuString(m_strCurrentTag);
+    CLuString* pstrOpen = new (std::nothrow) CLuString(m_strCurrentTag);
     if (pstrOpen == nullptr || !m_oOpenTags.bAddTail(pstrOpen)) {
       delete pstrOpen;
       Throw("Out of memory.");

@@ -76,8 +76,9 @@ class CLuXMLFile {
   // Closes any open document, then opens strSource. With bIsFile, strSource
   // is a path: the whole file is read into the reader's buffer and the path
   // remembered; false (reader closed) when the file cannot be opened or
-  // read, is not a regular file, is 4 GiB or larger, or is EMPTY (an empty
-  // settings file is deliberately treated as unreadable). Without bIsFile,
+  // read, is not a regular file (a named pipe is refused at once, not
+  // waited on), is 4 GiB or larger, or is EMPTY (an empty settings file is
+  // deliberately treated as unreadable). Without bIsFile,
   // strSource is the document itself and is copied (up to its length);
   // true unless the copy cannot be allocated. Never throws.
   bool bOpen(CLuString const& strSource, bool bIsFile);
@@ -104,8 +105,12 @@ class CLuXMLFile {
 
   // The current value: empty when the element has none. Deliberately, a
   // one-character bare value ("<a>5</a>") is kept as text here although
-  // bHasValue() reports false for it. Copied into a cache on the first call
-  // after each value. The value stays readable after later end tags.
+  // bHasValue() reports false for it. The value is a pointer into the
+  // document, copied into a cache on the first call after each value. Ask
+  // before the next Advance: a bare value ends at a NUL written over the
+  // "<" behind it, which the next Advance puts back, so a first call after
+  // that reads on to the next NUL ("<a><b>xy</b></a>" asked after "</b>"
+  // gives "xy</b></a>").
   CLuString strCurrentValue();
   // CRC-32 (CLuCRC32CheckSum, start 0xFFFFFFFF, no final inversion) of the
   // current tag name in upper case. Upper-cases the stored current tag name

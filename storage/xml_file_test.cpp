@@ -1,6 +1,7 @@
 #include "storage/xml_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -95,6 +96,32 @@ TEST(LuXMLFile, ValuesAndEveryErrorWithItsLineAndColumn) {
   }
 }
 
+TEST(LuXMLFile, ValueIsCopiedFromTheDocumentOnlyWhenFirstAskedFor) {
+  // A bare value ends at a NUL written over the "<" behind it, and the next
+  // Advance puts the "<" back: asked for only after that, it reads on.
+  struct {
+    char const* pszDocument;
+    int nAdvances;  // before the value is first asked for
+    char const* pszValue;
+  } const aCases[] = {
+      {"<a><b>xy</b></a>", 2, "xy"},
+      {"<a><b>xy</b></a>", 3, "xy</b></a>"},
+      {"<a><b>xy </b></a>", 3, "xy"},  // the NUL took the blank instead
+      {"<a><b>\"xy\"</b></a>", 3, "xy"},
+  };
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(c.nAdvances);
+    SCOPED_TRACE(c.pszDocument);
+    CLuXMLFile oXML;
+    ASSERT_TRUE(oXML.bOpen(c.pszDocument, false));
+    bool bEndTag;
+    for (int i = 0; i < c.nAdvances; ++i) oXML.Advance(&bEndTag);
+    EXPECT_STREQ(oXML.strCurrentValue(), c.pszValue);
+    oXML.Advance(&bEndTag);
+    EXPECT_STREQ(oXML.strCurrentValue(), c.pszValue);  // copied by now
+  }
+}
+
 TEST(LuXMLFile, HashUpperCasesTheNameAndFinishCurrentTagSkipsNesting) {
   // The hash is the complement of the published CRC-32 of the upper-case
   // name ("ROOT": published 0x206114EF, kept as 0xDF9EEB10; "NAME"
@@ -127,7 +154,7 @@ TEST(LuXMLFile, HashUpperCasesTheNameAndFinishCurrentTagSkipsNesting) {
   EXPECT_THROW(oXML.bFinishCurrentTag(), CLuXMLParseError);
 }
 
-TEST(LuXMLFile, OpensFilesAndRefusesEmptyMissingAndFolders) {
+TEST(LuXMLFile, OpensFilesAndRefusesEmptyMissingFoldersAndPipes) {
   char szPath[] = "/tmp/lu_xml_XXXXXX";
   int const iFile = mkstemp(szPath);
   ASSERT_GE(iFile, 0);
@@ -141,11 +168,15 @@ TEST(LuXMLFile, OpensFilesAndRefusesEmptyMissingAndFolders) {
   EXPECT_STREQ(oXML.strGetFileName(), szPath);
   EXPECT_EQ(Walk(oXML), "x=1\n2|/=1\n2|");
   unlink(szPath);
-  for (char const* pszBad : {static_cast<char const*>(szPath), "/tmp"}) {
+  std::string const strPipe = std::string(szPath) + ".pipe";
+  ASSERT_EQ(mkfifo(strPipe.c_str(), 0600), 0);  // no writer, ever
+  for (char const* pszBad :
+       {static_cast<char const*>(szPath), "/tmp", strPipe.c_str()}) {
     SCOPED_TRACE(pszBad);
     EXPECT_FALSE(oXML.bOpen(pszBad, true));
     EXPECT_FALSE(oXML.bIsOpen());
     EXPECT_TRUE(oXML.strGetFileName().bIsEmpty());
     EXPECT_EQ(oXML.nGetLine(), 1u);
   }
+  unlink(strPipe.c_str());
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 #include "files/file.h"
 
@@ -79,9 +80,9 @@ CLuProfilingManager::CLuProfilingManager(SGlobalTag)
 }
 
 void CLuProfilingManager::Construct() {
-  m_poCodeLocationLock = new CLuMutex;
-  m_poThreadLock = new CLuMutex;
-  m_poBlockLock = new CLuMutex;
+  m_poCodeLocationLock = new (std::nothrow) CLuMutex;
+  m_poThreadLock = new (std::nothrow) CLuMutex;
+  m_poBlockLock = new (std::nothrow) CLuMutex;
   m_nThreadRows = 0;
   m_nQueuedBytes = 0;
   m_poFile = nullptr;
@@ -143,7 +144,7 @@ CLuCodeLocation* CLuProfilingManager::poNewCodeLocation(char const* pszFile,
                                                         int iLine) {
   Lock(m_poCodeLocationLock);
   CLuCodeLocation* poLocation =
-      new CLuCodeLocation(pszFile, pszFunction, iLine);
+      new (std::nothrow) CLuCodeLocation(pszFile, pszFunction, iLine);
   if (poLocation != nullptr &&
       m_oCodeLocations.posAddTail(poLocation) == nullptr) {
     delete poLocation;
@@ -160,9 +161,9 @@ void CLuProfilingManager::AddInterval(SInterval const& oInterval, bool bFlag) {
   SDataBlock* poLast = m_oBlocks.poGetTail();
   if (poLast == nullptr || poLast->nUsed + nSize > kBlockSize) {
     // A record never straddles two blocks: it starts a fresh one.
-    poLast = new SDataBlock;
+    poLast = new (std::nothrow) SDataBlock;
     if (poLast != nullptr) {
-      poLast->pbyData = new unsigned char[kBlockSize];
+      poLast->pbyData = new (std::nothrow) unsigned char[kBlockSize];
       poLast->nUsed = 0;
       if (poLast->pbyData == nullptr ||
           m_oBlocks.posAddTail(poLast) == nullptr) {
@@ -246,8 +247,8 @@ void CLuProfilingManager::RegisterThread(char const* pszName) {
   }
 
   if (bNew) {
-    CLuString* poStored = new CLuString(strName);
-    SThreadEntry* poEntry = new SThreadEntry;
+    CLuString* poStored = new (std::nothrow) CLuString(strName);
+    SThreadEntry* poEntry = new (std::nothrow) SThreadEntry;
     // Every step that can fail comes first and is undone on failure, so
     // that the table never holds half a thread.
     bool bOk = poStored != nullptr && poEntry != nullptr &&
@@ -310,7 +311,7 @@ CLuProfilingManager::SDataBlock* CLuProfilingManager::poDetachFirstBlock() {
 }
 
 void CLuProfilingManager::WriteAndFreeBlock(SDataBlock* poBlock) {
-  if (m_poFile == nullptr) m_poFile = new CLuFile;
+  if (m_poFile == nullptr) m_poFile = new (std::nothrow) CLuFile;
   if (m_poFile != nullptr && !m_poFile->bIsOpen()) {
     CLuString strPath = strGetLogPath();
     strPath += kFileSuffix;
@@ -331,7 +332,9 @@ void CLuProfilingManager::ThreadFunction() {
     while (nGetQueuedBytes() < kWriteThreshold && !bStop && !bRestart)
       SleepOneMs();
     // Write at least what is queued now (a stop request: everything), so
-    // that disk writes come in bursts of 10 MiB or more.
+    // that disk writes come in bursts of 10 MiB or more. Going back to the
+    // wait after every single block would write 64 KiB pieces instead, each
+    // as soon as the queue is back near 10 MiB.
     uint64_t n64Burst = nGetQueuedBytes();
     uint64_t n64Written = 0;
     do {

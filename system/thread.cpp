@@ -103,12 +103,15 @@ bool CLuExclusiveWrite::bBeginReading(uint32_t nTimeoutMs) {
   if (nTimeoutMs == nLuWaitForever) {
     bCounted = oCountLock.bAcquire(nLuWaitForever);
   } else {
-    // Once the time is used up the count lock still gets one immediate
-    // try, so that a zero time-out succeeds on an idle lock.
+    // A reader whose time is used up by now fails, so a zero time-out
+    // never enters.
     uint64_t n64Now = n64NowNs();
-    uint64_t n64LeftMs =
-        n64Now >= n64Deadline ? 0 : (n64Deadline - n64Now) / kNsPerMs;
-    bCounted = oCountLock.bAcquire(static_cast<uint32_t>(n64LeftMs));
+    if (n64Now >= n64Deadline) {
+      oWriteLock.Release();
+      return false;
+    }
+    bCounted = oCountLock.bAcquire(
+        static_cast<uint32_t>((n64Deadline - n64Now) / kNsPerMs));
   }
   if (bCounted) {
     ++nReaders;
@@ -127,16 +130,17 @@ void CLuExclusiveWrite::EndReading() {
 bool CLuExclusiveWrite::bBeginWriting(uint32_t nTimeoutMs) {
   if (!oWriteLock.bAcquire(nTimeoutMs)) return false;
   // From here no new reader can enter; wait for the active ones to leave.
+  // The time-out is checked first, so a zero time-out never enters.
   uint64_t n64Deadline = n64NowNs() + uint64_t(nTimeoutMs) * kNsPerMs;
   for (;;) {
-    oCountLock.bAcquire(nLuWaitForever);
-    uint32_t n = nReaders;
-    oCountLock.Release();
-    if (n == 0) return true;
     if (nTimeoutMs != nLuWaitForever && n64NowNs() >= n64Deadline) {
       oWriteLock.Release();
       return false;
     }
+    oCountLock.bAcquire(nLuWaitForever);
+    uint32_t n = nReaders;
+    oCountLock.Release();
+    if (n == 0) return true;
     SleepNs(1000000);
   }
 }
@@ -201,8 +205,11 @@ bool CLuThread::Restart() {
 }
 
 void CLuThread::SetStopFlag() {
-  // Restart is cleared first: a body that sees the stop and returns at once
-  // must not find a restart still pending, or the stop would be lost.
+  // Restart is cleared before stop is set, not after: a body that sees the
+  // stop and returns at once would otherwise find the restart still pending
+  // and run again with bStop already cleared by its callback, so the stop
+  // would be lost and whoever waits for the thread would wait in vain (and
+  // the destructor would free an object whose thread still runs).
   bRestart = false;
   bStop = true;
 }
@@ -242,7 +249,9 @@ void CLuThread::ThreadCallback() {
   bRunning = false;
   if (poMyGroup != nullptr) {
     poMyGroup->oLock.bAcquire(nLuWaitForever);
-    uint32_t nLeft = poMyGroup->nThreads > 0 ? --poMyGroup->nThreads : 0;
+    // A count already at 0 wraps like any unsigned counter, and the group
+    // then stays: only the step to 0 ends its life.
+    uint32_t nLeft = --poMyGroup->nThreads;
     poMyGroup->oLock.Release();
     if (nLeft == 0) delete poMyGroup;
   } else if (bDelete) {

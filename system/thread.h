@@ -83,15 +83,17 @@ class CLuExclusiveWrite {
   // Enters as a reader. Waits for a writer to finish (oWriteLock, up to
   // nTimeoutMs), then counts the reader under oCountLock with the time that
   // is left. Returns true when counted; false on time-out, with nothing
-  // changed. 4294967295 waits for ever. Readers do not block each other
-  // beyond the short critical sections.
+  // changed: also when no time is left once oWriteLock is held, so a zero
+  // time-out always fails. 4294967295 waits for ever. Readers do not block
+  // each other beyond the short critical sections.
   bool bBeginReading(uint32_t nTimeoutMs);
   // Leaves as a reader: the reader count drops by one, never below 0.
   void EndReading();
   // Enters as the writer: takes oWriteLock (so no new reader enters), then
-  // polls every 1 ms until no reader is active. Returns true holding
-  // oWriteLock until EndWriting; false when nTimeoutMs passes first, with
-  // oWriteLock released again. 4294967295 waits for ever.
+  // polls every 1 ms until no reader is active, checking the time-out before
+  // each look. Returns true holding oWriteLock until EndWriting; false when
+  // nTimeoutMs passes first, with oWriteLock released again, so a zero
+  // time-out always fails. 4294967295 waits for ever.
   bool bBeginWriting(uint32_t nTimeoutMs);
   // Leaves as the writer (releases oWriteLock).
   void EndWriting();
@@ -103,7 +105,8 @@ class CLuExclusiveWrite {
 
 // A set of threads that ends its own life with its last thread: when a
 // member's callback finishes it decrements nThreads under oLock and deletes
-// the group when the count reaches 0. Whoever attaches a thread (sets its
+// the group when the count reaches 0 (a count already at 0 wraps to
+// 4294967295 and the group stays). Whoever attaches a thread (sets its
 // poGroup) increments nThreads under oLock first. Nothing in the framework
 // builds groups yet; the type exists so that CLuThread's end-of-run step is
 // complete.
@@ -123,9 +126,10 @@ class CLuThreadGroup {
 // A derived class must stop and wait for its thread in its own destructor:
 // by the time ~CLuThread runs, the derived body no longer exists.
 //
-// The flags are plain public fields, written by one thread and polled by
-// another (atomic so that every poll sees a fresh value): bodies read bStop
-// and bRestart, owners set bDeleteWhenDone before bStart.
+// The flags are public fields, written by one thread and polled by another
+// without a lock; they are atomic because plain fields shared that way would
+// be a data race, and so that every poll sees a fresh value. Bodies read
+// bStop and bRestart, owners set bDeleteWhenDone before bStart.
 class CLuThread {
  public:
   // Stores the name (not copied: pass a literal such as "Profiler") and the

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -47,6 +48,27 @@ TEST(LuMutex, RecursiveWithTimeOutsAgainstAnotherThread) {
   EXPECT_EQ(0u, oLock.nGetCount());
 }
 
+TEST(LuMutex, ExcludesOtherThreadsAndWakesEveryWaiter) {
+  // Four threads, each entering twice (recursively) per step: a lost
+  // wake-up hangs the test, a broken exclusion loses increments.
+  CLuMutex oLock;
+  uint32_t nShared = 0;  // guarded by oLock alone
+  std::vector<std::thread> aThreads;
+  for (int t = 0; t < 4; ++t)
+    aThreads.emplace_back([&] {
+      for (int i = 0; i < 2000; ++i) {
+        ASSERT_TRUE(oLock.bAcquire(nLuWaitForever));
+        ASSERT_TRUE(oLock.bAcquire(0));
+        ++nShared;
+        oLock.Release();
+        oLock.Release();
+      }
+    });
+  for (std::thread& oThread : aThreads) oThread.join();
+  EXPECT_EQ(8000u, nShared);
+  EXPECT_EQ(0u, oLock.nGetCount());
+}
+
 TEST(LuMutex, DeadlineMicrosecondSumWrapsAt32Bits) {
   // Microseconds past second 100, time-out in ms, deadline s and ns.
   long const aiCases[][4] = {
@@ -76,9 +98,27 @@ TEST(LuExclusiveWrite, WriterTimesOutWhileReadingAndLeavesWriteLockFree) {
   EXPECT_TRUE(fnReadElsewhere());  // readers do not block each other
   oLock.EndReading();
   oLock.EndReading();
-  ASSERT_TRUE(oLock.bBeginWriting(0));
+  ASSERT_TRUE(oLock.bBeginWriting(1000));
   EXPECT_FALSE(fnReadElsewhere());  // but a writer blocks them
   oLock.EndWriting();
+}
+
+TEST(LuExclusiveWrite, ZeroTimeOutFailsEvenOnAnIdleLock) {
+  struct {
+    char const* pszWho;
+    bool (CLuExclusiveWrite::*pfnBegin)(uint32_t);
+  } const aCases[] = {
+      {"reader", &CLuExclusiveWrite::bBeginReading},
+      {"writer", &CLuExclusiveWrite::bBeginWriting},
+  };
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(c.pszWho);
+    CLuExclusiveWrite oLock;
+    EXPECT_FALSE((oLock.*c.pfnBegin)(0));
+    EXPECT_EQ(0u, oLock.nReaders);
+    EXPECT_EQ(0u, oLock.oWriteLock.nGetCount());
+    EXPECT_EQ(0u, oLock.oCountLock.nGetCount());
+  }
 }
 
 // A body that counts its runs and ends on a stop request or when the test
@@ -126,6 +166,52 @@ TEST(LuThread, StartsOnceStopsRestartsAndWaits) {
   oThread.nLetGo = 3;
   EXPECT_TRUE(oThread.bWaitFor(5000));
   EXPECT_EQ(3, oThread.nRuns);
+}
+
+// A group that reports its destruction.
+class CWatchedGroup : public CLuThreadGroup {
+ public:
+  explicit CWatchedGroup(std::atomic<bool>* pbGone) : pbGone(pbGone) {}
+  ~CWatchedGroup() override { *pbGone = true; }
+  std::atomic<bool>* pbGone;
+};
+
+TEST(LuThread, GroupEndsWithTheStepToZeroOnly) {
+  struct {
+    uint32_t nThreadsBefore;
+    uint32_t nThreadsAfter;
+    bool bDeleted;
+  } const aCases[] = {
+      {1, 0, true},
+      {2, 1, false},
+      {0, 4294967295u, false},  // wraps like any unsigned counter
+  };
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(c.nThreadsBefore);
+    std::atomic<bool> bGone{false};
+    CWatchedGroup* poGroup = new CWatchedGroup(&bGone);
+    poGroup->nThreads = c.nThreadsBefore;
+    auto nCount = [&] {
+      poGroup->oLock.bAcquire(nLuWaitForever);
+      uint32_t n = poGroup->nThreads;
+      poGroup->oLock.Release();
+      return n;
+    };
+    {
+      CCountingThread oThread;
+      oThread.poGroup = poGroup;
+      oThread.nLetGo = 1;
+      ASSERT_TRUE(oThread.bStart());
+      if (c.bDeleted) {
+        EXPECT_TRUE(bEventually([&] { return bGone.load(); }));
+        continue;
+      }
+      EXPECT_TRUE(bEventually([&] { return nCount() != c.nThreadsBefore; }));
+    }
+    EXPECT_EQ(c.nThreadsAfter, nCount());
+    EXPECT_FALSE(bGone);
+    delete poGroup;
+  }
 }
 
 TEST(LuThread, DeleteWhenDoneEndsTheObjectsLife) {

@@ -1,6 +1,5 @@
 #include "system/time.h"
 
-#include <climits>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -51,35 +50,24 @@ CLuString strFormatTime(long iSeconds, char const* pszFormat, bool bUTC) {
   return strResult;
 }
 
-// Stores a 64-bit field value into an int field of struct tm; false when it
-// does not fit, so an absurd field gives the invalid value instead of
-// wrapping into a plausible but wrong date.
-bool bSetField(int* piField, int64_t i64Value) {
-  if (i64Value < INT_MIN || i64Value > INT_MAX) return false;
-  *piField = static_cast<int>(i64Value);
-  return true;
+// An unsigned field value less its offset (1900 for the year, 1 for the
+// month, 0 otherwise) as the int field of struct tm receives it: the
+// difference is taken in unsigned 32-bit arithmetic and read as int, so a
+// value beyond int wraps (a day of 4294967295 is day -1, which mktime
+// normalises to two days before the month's first).
+int iFieldValue(unsigned int nValue, unsigned int nOffset) {
+  return static_cast<int>(static_cast<uint32_t>(nValue - nOffset));
 }
 
-// mktime of a copy of the fields with daylight saving "unknown". False when
-// it fails: a result of -1 alone is ambiguous (one second before 1970 is a
-// real instant), so a weekday that mktime never filled in tells failure.
-// *piSeconds receives the count (-1 on failure); pTmOut (may be null) the
-// normalised fields.
-bool bMakeTime(struct tm tmFields, long* piSeconds, struct tm* pTmOut) {
-  tmFields.tm_isdst = -1;
+// mktime of a copy of the fields, with the daylight-saving field as given.
+// -1 when it fails (a result of -1 alone is ambiguous, one second before
+// 1970 being a real instant, so a weekday that mktime never filled in tells
+// failure) or when the result does not fit the seconds count.
+long iMakeTime(struct tm tmFields) {
   tmFields.tm_wday = -1;
   time_t const t = std::mktime(&tmFields);
-  bool const bOk = !(t == static_cast<time_t>(-1) && tmFields.tm_wday == -1);
-  *piSeconds = bOk ? static_cast<long>(t) : -1;
-  if (pTmOut != nullptr) *pTmOut = tmFields;
-  return bOk;
-}
-
-// mktime of the fields as a plain count: -1 when it fails.
-long iMakeTime(struct tm const& tmFields) {
-  long iSeconds = -1;
-  bMakeTime(tmFields, &iSeconds, nullptr);
-  return iSeconds;
+  if (t == static_cast<time_t>(-1) && tmFields.tm_wday == -1) return -1;
+  return CLuTime::timFromSeconds(t).iGetSeconds();
 }
 
 // Takes the next token up to one of pszSeparators from the front of strText
@@ -108,36 +96,38 @@ enum EField {
 };
 
 long iReplaceField(long iSeconds, EField eField, unsigned int nValue) {
+  // The daylight-saving field stays as localtime gave it: a summer time
+  // moved into winter keeps its summer offset, as mktime reads it.
   struct tm tmFields;
   time_t const t = static_cast<time_t>(iSeconds);
   if (localtime_r(&t, &tmFields) == nullptr) tmFields = tmDefaults();
-  bool bFits = false;
   switch (eField) {
     case eFieldYear:
-      bFits = bSetField(&tmFields.tm_year, int64_t{nValue} - 1900);
+      tmFields.tm_year = iFieldValue(nValue, 1900);
       break;
     case eFieldMonth:
-      bFits = bSetField(&tmFields.tm_mon, int64_t{nValue} - 1);
+      tmFields.tm_mon = iFieldValue(nValue, 1);
       break;
     case eFieldDay:
-      bFits = bSetField(&tmFields.tm_mday, nValue);
+      tmFields.tm_mday = iFieldValue(nValue, 0);
       break;
     case eFieldHour:
-      bFits = bSetField(&tmFields.tm_hour, nValue);
+      tmFields.tm_hour = iFieldValue(nValue, 0);
       break;
     case eFieldMinute:
-      bFits = bSetField(&tmFields.tm_min, nValue);
+      tmFields.tm_min = iFieldValue(nValue, 0);
       break;
     case eFieldSecond:
-      bFits = bSetField(&tmFields.tm_sec, nValue);
+      tmFields.tm_sec = iFieldValue(nValue, 0);
       break;
   }
-  return bFits ? iMakeTime(tmFields) : -1;
+  return iMakeTime(tmFields);
 }
 
 }  // namespace
 
-CLuTime::CLuTime() : m_iSeconds(static_cast<long>(std::time(nullptr))) {}
+CLuTime::CLuTime()
+    : m_iSeconds(timFromSeconds(std::time(nullptr)).m_iSeconds) {}
 
 CLuTime::CLuTime(long const& iSeconds) : m_iSeconds(iSeconds) {}
 
@@ -146,14 +136,21 @@ CLuTime::CLuTime(unsigned int nYear, unsigned int nMonth, unsigned int nDay,
     : m_iSeconds(-1) {
   struct tm tmFields;
   std::memset(&tmFields, 0, sizeof(tmFields));
-  if (bSetField(&tmFields.tm_year, int64_t{nYear} - 1900) &&
-      bSetField(&tmFields.tm_mon, int64_t{nMonth} - 1) &&
-      bSetField(&tmFields.tm_mday, nDay) &&
-      bSetField(&tmFields.tm_hour, nHour) &&
-      bSetField(&tmFields.tm_min, nMinute) &&
-      bSetField(&tmFields.tm_sec, nSecond)) {
-    m_iSeconds = iMakeTime(tmFields);
-  }
+  tmFields.tm_year = iFieldValue(nYear, 1900);
+  tmFields.tm_mon = iFieldValue(nMonth, 1);
+  tmFields.tm_mday = iFieldValue(nDay, 0);
+  tmFields.tm_hour = iFieldValue(nHour, 0);
+  tmFields.tm_min = iFieldValue(nMinute, 0);
+  tmFields.tm_sec = iFieldValue(nSecond, 0);
+  tmFields.tm_isdst = -1;  // left to the time zone rules
+  m_iSeconds = iMakeTime(tmFields);
+}
+
+CLuTime CLuTime::timFromSeconds(int64_t i64Seconds) {
+  // A 32-bit long cannot hold a count past 2038: that is the invalid value,
+  // not a wrapped date in 1901.
+  long const iSeconds = static_cast<long>(i64Seconds);
+  return CLuTime(iSeconds == i64Seconds ? iSeconds : -1L);
 }
 
 CLuTime CLuTime::timCurrent() {
@@ -169,7 +166,9 @@ bool CLuTime::bIsValid() const {
 }
 
 uint32_t CLuTime::nYear() const {
-  return static_cast<uint32_t>(tmLocalFields(m_iSeconds).tm_year + 1900);
+  // Unsigned: the largest year localtime gives (tm_year INT_MAX) would
+  // overflow int.
+  return static_cast<uint32_t>(tmLocalFields(m_iSeconds).tm_year) + 1900u;
 }
 
 uint32_t CLuTime::nMonth() const {
@@ -285,7 +284,7 @@ CLuTime CLuTime::timFromGMTString(CLuString strText) {
   }
   struct tm tmFields;
   std::memset(&tmFields, 0, sizeof(tmFields));
-  if (!bSetField(&tmFields.tm_year, int64_t{nYear} - 1900)) return CLuTime(-1);
+  tmFields.tm_year = iFieldValue(nYear, 1900);
   tmFields.tm_mon = static_cast<int>(nMonth) - 1;
   tmFields.tm_mday = static_cast<int>(nDay);
   tmFields.tm_hour = static_cast<int>(nHour);
@@ -298,7 +297,7 @@ CLuTime CLuTime::timFromGMTString(CLuString strText) {
   errno = 0;
   time_t const tim = timegm(&tmFields);
   if (tim == time_t(-1) && errno != 0) return CLuTime(-1);
-  return CLuTime(long(tim));
+  return timFromSeconds(tim);
 }
 
 bool operator==(CLuTime const& timA, CLuTime const& timB) {

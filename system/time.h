@@ -1,7 +1,9 @@
 // CLuTime: a calendar date and time as seconds since 1970-01-01 00:00:00 UTC.
 //
-// The count is the platform's time_t; on this Linux x86-64 target that is a
-// 64-bit long (the design allowed 32 bits), and -1 still means invalid.
+// The count is a signed long and -1 means invalid. The platform's time_t is
+// 64-bit on every target (32-bit x86 builds with 64-bit time), while a long
+// may be 32 bits there: a count that a long cannot hold (past 2038 on such a
+// target) is the invalid value, never a wrapped date.
 // Fields are read and set in local time (localtime_r / mktime, so the TZ
 // environment applies); the text forms are fixed ISO-like layouts and two of
 // them read back. Builds on CLuString (base/string.h). Nothing here throws
@@ -32,9 +34,11 @@ class CLuTime {
   CLuTime(CLuTime const& timOther) = default;
   // From local fields: year (full, e.g. 2008), month 1-12, day, hour,
   // minute, second, daylight saving left to the time zone rules. Out-of-range
-  // fields are normalised by mktime ("2008-02-30" is 1 March 2008). A field
-  // too large for the platform's broken-down time, or a result mktime cannot
-  // represent, gives the invalid value.
+  // fields are normalised by mktime ("2008-02-30" is 1 March 2008). Each
+  // field less its offset (year 1900, month 1) is taken in unsigned 32-bit
+  // arithmetic and read as int, so a value beyond int wraps: day 4294967295
+  // is day -1. A result mktime cannot represent, or a long cannot hold,
+  // gives the invalid value.
   CLuTime(unsigned int nYear, unsigned int nMonth, unsigned int nDay,
           unsigned int nHour = 0, unsigned int nMinute = 0,
           unsigned int nSecond = 0);
@@ -42,6 +46,9 @@ class CLuTime {
 
   // The current time.
   static CLuTime timCurrent();
+  // The given seconds count (a time_t, a file's time); the invalid value
+  // when a long cannot hold it.
+  static CLuTime timFromSeconds(int64_t i64Seconds);
 
   // The seconds count since 1970 (UTC); -1 for the invalid value.
   long iGetSeconds() const;
@@ -62,10 +69,13 @@ class CLuTime {
   uint32_t nQuarter() const;
 
   // Field setters: break the value into local time, replace one field (the
-  // month 1-12, the others as read), convert back with mktime (which
-  // normalises out-of-range fields), store the result and return it; -1
-  // (invalid) when mktime fails. An invalid value is not guarded against: it
-  // is broken down like any other count.
+  // month 1-12, the others as read; a value beyond int wraps as in the field
+  // constructor), convert back with mktime (which normalises out-of-range
+  // fields), store the result and return it; -1 (invalid) when mktime fails
+  // or a long cannot hold the result. The daylight-saving field stays as
+  // localtime gave it: moving a summer time into winter keeps the summer
+  // offset (noon CEST set to January reads 11:00 CET). An invalid value is
+  // not guarded against: it is broken down like any other count.
   long SetYear(unsigned int nYear);
   long SetMonth(unsigned int nMonth);
   long SetDay(unsigned int nDay);
@@ -109,5 +119,7 @@ bool operator>(CLuTime const& timA, CLuTime const& timB);
 bool operator>=(CLuTime const& timA, CLuTime const& timB);
 
 // Every translation unit that includes this header has its own constant
-// invalid time, built by the static initialisers before main.
+// invalid time, built by the static initialisers before main. Start-up
+// leaves the process's file-creation mask alone: clearing it would make
+// every file and folder the framework creates writable by everyone.
 static CLuTime const timInvalid(-1);

@@ -32,8 +32,13 @@ constexpr long kNoon = 1204372800L;       // Sat 2008-03-01 12:00:00 UTC
 constexpr long kMarch1 = 1204329600L;     // Sat 2008-03-01 00:00:00 UTC
 constexpr long kJan5 = 1199491200L;       // Sat 2008-01-05 00:00:00 UTC
 constexpr long kYearEnd = 1230767999L;    // Wed 2008-12-31 23:59:59 UTC
-constexpr long kPast32Bit = 2147483648L;  // Tue 2038-01-19 03:14:08 UTC
 constexpr long kSpringGap = 1206844200L;  // Sun 2008-03-30 02:30:00 UTC
+// Beyond a 32-bit long: these counts are the invalid value where long is 32
+// bits wide.
+constexpr int64_t kPast32Bit = 2147483648LL;  // Tue 2038-01-19 03:14:08 UTC
+// Wed 2147485547-12-31 23:59:59 UTC, the last second that localtime breaks
+// down (its year field is then INT_MAX).
+constexpr int64_t kLastYearEnd = 67768036191676799LL;
 
 std::string Gmt(CLuTime const& tim) {
   return tim.strAsGMTString().pszGetString();
@@ -59,7 +64,7 @@ TEST_F(Time, InvalidValuePrintsInvalidEverywhereAndHasDefaultFields) {
 
 TEST_F(Time, TextFormsLocalFieldsAndQuarters) {
   struct {
-    long iSeconds;
+    int64_t i64Seconds;
     char const* pszGmt;
     ELuDayOfWeek eWeekday;
     uint32_t nDayOfYear;
@@ -71,11 +76,20 @@ TEST_F(Time, TextFormsLocalFieldsAndQuarters) {
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(c.pszGmt);
-    CLuTime const tim(c.iSeconds);
+    CLuTime const tim = CLuTime::timFromSeconds(c.i64Seconds);
+    if (static_cast<long>(c.i64Seconds) != c.i64Seconds) {
+      EXPECT_EQ("Invalid", Gmt(tim));  // a 32-bit long: not 1901
+      continue;
+    }
     EXPECT_EQ(c.pszGmt, Gmt(tim));
     EXPECT_EQ(c.pszGmt, Fields(tim));  // in UTC
     EXPECT_EQ(c.eWeekday, tim.eDayOfWeek());
     EXPECT_EQ(c.nDayOfYear, tim.nDayOfYear());
+  }
+  // The last second localtime breaks down: its year field is INT_MAX, and
+  // the full year still comes out whole.
+  if (sizeof(long) > 4) {
+    EXPECT_EQ(2147485547u, CLuTime::timFromSeconds(kLastYearEnd).nYear());
   }
   uint32_t const anQuarter[] = {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4};
   for (uint32_t nMonth = 1; nMonth <= 12; ++nMonth)
@@ -118,6 +132,9 @@ TEST_F(Time, FieldsAreLocalAndNormalisedByMktime) {
       {Set(&CLuTime::SetHour, 24), "2008-03-02 00:00:00"},
       {Set(&CLuTime::SetMinute, 59), "2008-03-01 12:59:00"},
       {Set(&CLuTime::SetSecond, 7), "2008-03-01 12:00:07"},
+      // beyond int: day 4294967295 is day -1, two days before 1 March
+      {CLuTime(2008, 3, 4294967295u), "2008-02-28 00:00:00"},
+      {Set(&CLuTime::SetDay, 4294967295u), "2008-02-28 12:00:00"},
       // the invalid value is not guarded: it is one second before 1970
       {Set(&CLuTime::SetYear, 2000, -1L), "2000-12-31 23:59:59"},
   };
@@ -126,6 +143,12 @@ TEST_F(Time, FieldsAreLocalAndNormalisedByMktime) {
   UseZone(kCET);
   EXPECT_EQ(kNoon - 3600, CLuTime(2008, 3, 1, 12, 0, 0).iGetSeconds());
   EXPECT_EQ(1214906400L, CLuTime(2008, 7, 1, 12, 0, 0).iGetSeconds());
+  // The setters keep the daylight-saving field that localtime gave: summer
+  // noon moved to January keeps the summer offset (10:00 UTC, 11:00 winter
+  // time), winter noon moved to July the winter one (11:00 UTC).
+  EXPECT_EQ(1199181600L, Set(&CLuTime::SetMonth, 1, 1214906400L).iGetSeconds());
+  EXPECT_EQ(1214910000L,
+            Set(&CLuTime::SetMonth, 7, kNoon - 3600).iGetSeconds());
 }
 
 // Both parsers check every field's range and skip runs of separators. The
@@ -137,7 +160,7 @@ TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
   struct {
     CLuTime (*pfnParse)(CLuString);
     char const* pszText;
-    long iExpected;  // -1: invalid
+    int64_t i64Expected;  // -1: invalid
   } const aCases[] = {
       {pfnDate, " \t2008-03-01\r\n", kMarch1}, {pfnDate, "2008--01--05", kJan5},
       {pfnDate, "2008-2-30", kMarch1},  {pfnDate, "2008-13-01", -1},
@@ -159,7 +182,8 @@ TEST_F(Time, ParsersCheckRangesAndSkipRepeatedSeparators) {
     for (auto const& c : aCases) {
       if (c.pfnParse == pfnDate && pszZone == kCET) continue;  // see below
       SCOPED_TRACE(std::string(pszZone) + " " + c.pszText);
-      EXPECT_EQ(c.iExpected, c.pfnParse(c.pszText).iGetSeconds());
+      EXPECT_EQ(CLuTime::timFromSeconds(c.i64Expected).iGetSeconds(),
+                c.pfnParse(c.pszText).iGetSeconds());
     }
   }
   // Local midnight, an hour before UTC's in winter; what strDate writes reads

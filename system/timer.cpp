@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <cmath>
+#include <new>
 
 #include "system/thread.h"
 #include "system/time.h"
@@ -29,7 +30,7 @@ bool CLuTimer::bIsAccurate() const {
 // ----------------------------------------------------- CLuCorrectableTimer
 
 CLuCorrectableTimer::CLuCorrectableTimer()
-    : n64DeviationNs(0), n64LastNs(0), poLock(new CLuMutex) {}
+    : n64DeviationNs(0), n64LastNs(0), poLock(new (std::nothrow) CLuMutex) {}
 
 CLuCorrectableTimer::~CLuCorrectableTimer() {
   // Cleared so that a late reading by another exit handler runs unlocked
@@ -114,7 +115,8 @@ CLuTimeStatistics::CLuTimeStatistics(CLuString const& strName,
                                      uint32_t nCapacity)
     : bModified(false),
       strName(strName),
-      pn64Samples(nCapacity > 0 ? new uint64_t[nCapacity] : nullptr),
+      pn64Samples(nCapacity > 0 ? new (std::nothrow) uint64_t[nCapacity]
+                                : nullptr),
       nCapacity(pn64Samples != nullptr ? nCapacity : 0),
       nCount(0),
       nWriteIndex(0) {}
@@ -125,6 +127,7 @@ CLuTimeStatistics::~CLuTimeStatistics() {
 
 void CLuTimeStatistics::Add(uint64_t n64Ns) {
   bModified = true;
+  // Without a sample array (capacity 0) there is no position to store at.
   if (nCapacity == 0) return;
   pn64Samples[nWriteIndex] = n64Ns;
   if (nCount < nCapacity) ++nCount;
@@ -132,6 +135,8 @@ void CLuTimeStatistics::Add(uint64_t n64Ns) {
 }
 
 void CLuTimeStatistics::Add(double dSeconds) {
+  // Only doubles within the unsigned 64-bit range may be converted; the
+  // rest is pinned to its nearer end.
   double dNs = dSeconds * 1e9;
   uint64_t n64Ns;
   if (!(dNs > 0.0))  // also NaN
