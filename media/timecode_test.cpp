@@ -11,7 +11,15 @@ namespace {
 using TC = CLuTimeCode;
 auto* const Frames = &TC::tcFromFramesSinceMidnight;
 
+// The long form. AsString must write the same texts, both forms, into a
+// string that held a longer text before.
 std::string Text(CLuTimeCode const& tc) {
+  for (auto eFormat : {TC::eFormatPlain, TC::eFormatWithFps}) {
+    CLuString strReused("a text longer than any timecode, to be replaced");
+    tc.AsString(&strReused, eFormat);
+    EXPECT_STREQ(strReused.pszGetString(),
+                 tc.strAsString(eFormat).pszGetString());
+  }
   return tc.strAsString(CLuTimeCode::eFormatWithFps).pszGetString();
 }
 std::string Errors(CLuTimeCode const& tc) {
