@@ -19,11 +19,12 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
     CLuTimeCode const tcHeader = oHeader.tcHeaderTimeCode();
     // Packed words, not frame counts or texts: equal words are equal
     // whatever the rates.
+    // The texts go into the frame's own strings, whose buffers are reused
+    // from frame to frame.
     if (tcHeader.nAsSmpteDpxTimeCode() == tcWanted.nAsSmpteDpxTimeCode()) {
-      poFrame->strNew = tcWanted.strAsString(CLuTimeCode::eFormatPlain);
+      tcWanted.AsString(&poFrame->strNew, CLuTimeCode::eFormatPlain);
     } else {
-      poFrame->strOld =
-          oHeader.tcHeaderTimeCode().strAsString(CLuTimeCode::eFormatPlain);
+      tcHeader.AsString(&poFrame->strOld, CLuTimeCode::eFormatPlain);
       oHeader.SetHeaderTimeCode(tcWanted);
       bWrite = true;
     }
@@ -41,7 +42,7 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
 
   try {
     oHeader.WriteToExistingFile(strPath);
-    poFrame->strNew = tcWanted.strAsString(CLuTimeCode::eFormatPlain);
+    tcWanted.AsString(&poFrame->strNew, CLuTimeCode::eFormatPlain);
     poFrame->eOutcome = eFramePatched;
   } catch (...) {
     // The header was read, so whatever failed counts as the write.
