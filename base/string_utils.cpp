@@ -90,9 +90,13 @@ EPatternResult eMatchPattern(char const* pszName, uint32_t nNameLength,
       uint32_t const nSegment = nSegmentEnd - p;
       if (nSegment == 0) return ePatternMatches;
       // Leftmost occurrence only: no backtracking to later ones.
+      // The first character is compared before the whole segment: most
+      // places fail there, without a call.
       uint64_t k = uint64_t(n) + nSkip;
+      char const cFirst = pszPattern[p];
       while (k + nSegment <= nNameLength &&
-             memcmp(pszName + k, pszPattern + p, nSegment) != 0)
+             (pszName[k] != cFirst ||
+              memcmp(pszName + k, pszPattern + p, nSegment) != 0))
         k++;
       if (k + nSegment > nNameLength) {
         n = nNameLength;  // the name ended first; pattern at the segment
