@@ -61,6 +61,20 @@ CLuString::CLuString(CLuString const& str)
   Assign(str.m_pszData, str.m_nLength);
 }
 
+CLuString::CLuString(ERoomFor, uint32_t n)
+    : m_pszData(g_acNoBuffer),
+      m_pszBuffer(g_acNoBuffer),
+      m_nLength(0),
+      m_nCapacity(1) {
+  // The default buffer takes 32 characters; more make it grow by half
+  // (bDoReallocate), to 49 bytes at least. No room can hold 0xFFFFFFFF
+  // characters plus the terminator: that request leaves the default.
+  uint32_t nCharacters = 32;
+  if (n > 32 && n != 0xFFFFFFFFu) nCharacters = n < 48 ? 48 : n;
+  Construct(nCharacters);
+  if (m_nCapacity == 1) Construct(32);
+}
+
 CLuString::~CLuString() {
   if (m_pszBuffer != g_acNoBuffer) delete[] m_pszBuffer;
 }
