@@ -110,10 +110,13 @@ bool CLuDPXHeader::bGetFileIdentity(uint64_t* pn64Device,
 }
 
 CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {
+  return CLuTimeCode::tcFromSmpteDpxTimeCode(nHeaderTimeCodeWord(), 0.0,
+                                             false);
+}
+
+uint32_t CLuDPXHeader::nHeaderTimeCodeWord() const {
   // Without a block (nothing read yet) the word reads as 0.
-  uint32_t const nWord =
-      m_poHeader ? nLittleEndianWord(m_poHeader->abyTimeCode) : 0u;
-  return CLuTimeCode::tcFromSmpteDpxTimeCode(nWord, 0.0, false);
+  return m_poHeader ? nLittleEndianWord(m_poHeader->abyTimeCode) : 0u;
 }
 
 void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {

@@ -83,6 +83,7 @@ TEST_F(DPXHeader, TimeCodeWordIsLittleEndianWhateverTheMagic) {
     oHeader.ReadFromFile(Write(a).c_str());
     CLuTimeCode const tc = oHeader.tcHeaderTimeCode();
     EXPECT_EQ(tc.nAsSmpteDpxTimeCode(), 0x78563412u);
+    EXPECT_EQ(oHeader.nHeaderTimeCodeWord(), 0x78563412u);
     EXPECT_STREQ(tc.strAsString(CLuTimeCode::eFormatPlain), "12:34:56:78");
   }
 }
@@ -141,6 +142,7 @@ TEST_F(DPXHeader, WriteChecksTheFileOnDisk) {
   CLuDPXHeader oEmpty;
   oEmpty.SetHeaderTimeCode(CLuTimeCode(1, 2, 3, 4, 24, false, false));
   EXPECT_EQ(oEmpty.tcHeaderTimeCode().nAsSmpteDpxTimeCode(), 0u);
+  EXPECT_EQ(oEmpty.nHeaderTimeCodeWord(), 0u);
   EXPECT_EQ(ErrorOf([&] { oEmpty.WriteToExistingFile(strPath.c_str()); }),
             "Failed to open file " + strPath);
   std::string const strOther = Write(HeaderBytes(), "other.dpx");

@@ -430,6 +430,16 @@ CLuTimeCode CLuTimeCode::tcFromSmpteDpxTimeCode(uint32_t nPacked, double dFps,
                      bDropFrame, false);
 }
 
+uint32_t CLuTimeCode::nSmpteDpxRoundTrip(uint32_t nPacked) {
+  // Each field as the constructor stores it (8 bits), packed as
+  // nAsSmpteDpxTimeCode packs it, spills included.
+  uint32_t nWord = 0;
+  for (int iShift = 0; iShift < 32; iShift += 8)
+    nWord |= nToBcd(static_cast<uint8_t>(nFromBcd(nPacked >> iShift)))
+             << iShift;
+  return nWord;
+}
+
 int32_t CLuTimeCode::nAsFullPacked() const {
   uint32_t nRateCode = 0;
   if (bIsRate(dFps, 24.0)) {

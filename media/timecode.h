@@ -143,6 +143,10 @@ class CLuTimeCode {
   // negative; the constructor's checks apply.
   static CLuTimeCode tcFromSmpteDpxTimeCode(uint32_t nPacked, double dFps,
                                             bool bDropFrame);
+  // tcFromSmpteDpxTimeCode(nPacked, any rate, either flag)
+  // .nAsSmpteDpxTimeCode() without building the value (no message buffer):
+  // the word a decoded header packs again (0x0A gives 0x10).
+  static uint32_t nSmpteDpxRoundTrip(uint32_t nPacked);
 
   // Decodes a full packed word (table above) through
   // tcFromFramesSinceMidnight at the rate of its rate code.

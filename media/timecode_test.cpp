@@ -236,6 +236,25 @@ TEST(TimeCode, EveryFrameOfADayRoundTripsAndStepsInOrder) {
   }
 }
 
+TEST(TimeCode, DpxRoundTripIsTheWordADecodedValuePacksAgain) {
+  struct {
+    uint32_t nPacked;
+    uint32_t nAgain;
+  } const aRows[] = {
+      {0x78563412u, 0x78563412u},  // plain BCD comes back as it is
+      {0x0000000Au, 0x00000010u},  // a nibble above 9 carries
+      {0x0000009Fu, 0x000000A5u},  // 105 hours: three digits, no spill
+      {0xFFFFFFFFu, 0x05050505u},  // 165 in every field spills into the next
+  };
+  for (auto const& r : aRows) {
+    SCOPED_TRACE(r.nPacked);
+    EXPECT_EQ(TC::nSmpteDpxRoundTrip(r.nPacked), r.nAgain);
+    EXPECT_EQ(TC::tcFromSmpteDpxTimeCode(r.nPacked, 30, true)
+                  .nAsSmpteDpxTimeCode(),
+              r.nAgain);
+  }
+}
+
 TEST(TimeCode, ArithmeticGivesExactValues) {
   ExpectRows({
       {Step(Tc(0, 0, 0, 0, 24), -1), "-00:00:00:01 (24 fps)"},

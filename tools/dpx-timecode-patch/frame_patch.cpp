@@ -16,15 +16,18 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
   try {
     oHeader.ReadFromFile(strPath);
     bHeaderRead = true;
-    CLuTimeCode const tcHeader = oHeader.tcHeaderTimeCode();
     // Packed words, not frame counts or texts: equal words are equal
-    // whatever the rates.
-    // The texts go into the frame's own strings, whose buffers are reused
-    // from frame to frame.
-    if (tcHeader.nAsSmpteDpxTimeCode() == tcWanted.nAsSmpteDpxTimeCode()) {
+    // whatever the rates. The header's word is compared as its decoded
+    // timecode packs it again, without building that value unless the text
+    // is needed. The texts go into the frame's own strings, whose buffers
+    // are reused from frame to frame.
+    uint32_t const nHeaderWord =
+        CLuTimeCode::nSmpteDpxRoundTrip(oHeader.nHeaderTimeCodeWord());
+    if (nHeaderWord == tcWanted.nAsSmpteDpxTimeCode()) {
       tcWanted.AsString(&poFrame->strNew, CLuTimeCode::eFormatPlain);
     } else {
-      tcHeader.AsString(&poFrame->strOld, CLuTimeCode::eFormatPlain);
+      oHeader.tcHeaderTimeCode().AsString(&poFrame->strOld,
+                                          CLuTimeCode::eFormatPlain);
       oHeader.SetHeaderTimeCode(tcWanted);
       bWrite = true;
     }
