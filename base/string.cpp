@@ -569,11 +569,14 @@ void CLuString::ConvertPathToOSSpecific() {
 uint32_t CLuString::nReplace(char cFrom, char cTo) {
   uint32_t nCount = 0;
   if (cFrom == '\0') return 0;
-  for (uint32_t i = 0; i < m_nLength; i++) {
-    if (m_pszData[i] == cFrom) {
-      m_pszData[i] = cTo;
-      nCount++;
-    }
+  // Every path passes here (separators), mostly with nothing to replace:
+  // the library's search runs from one occurrence to the next.
+  char* const pszEnd = m_pszData + m_nLength;
+  char* psz = m_pszData;
+  while ((psz = static_cast<char*>(
+              memchr(psz, cFrom, size_t(pszEnd - psz)))) != nullptr) {
+    *psz++ = cTo;
+    nCount++;
   }
   // Replacing by NUL shortens the text.
   if (cTo == '\0' && nCount) m_nLength = uint32_t(strlen(m_pszData));
