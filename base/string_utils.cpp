@@ -326,7 +326,11 @@ bool CLuString::bMatchesWildCard(CLuString const& strPatterns) const {
       memchr(pszList, ';', nList) == nullptr &&
       memchr(pszList, ',', nList) == nullptr &&
       memchr(pszList, '\0', nList) == nullptr) {
-    if (strPatterns == "*.*" || strPatterns == "*") return true;
+    // The text holds no NUL, so it equals "*.*" or "*" exactly when its
+    // length and bytes do.
+    if ((nList == 3 && memcmp(pszList, "*.*", 3) == 0) ||
+        (nList == 1 && pszList[0] == '*'))
+      return true;
     UpperCopy(acName, m_pszData, m_nLength);
     UpperCopy(acPattern, pszList, nList);
     return eMatchPattern(acName, m_nLength, acPattern, nList) ==
