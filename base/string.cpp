@@ -61,6 +61,20 @@ CLuString::CLuString(CLuString const& str)
   Assign(str.m_pszData, str.m_nLength);
 }
 
+CLuString::CLuString(ERoomFor, uint32_t n)
+    : m_pszData(g_acNoBuffer),
+      m_pszBuffer(g_acNoBuffer),
+      m_nLength(0),
+      m_nCapacity(1) {
+  // The default buffer takes 32 characters; more make it grow by half
+  // (bDoReallocate), to 49 bytes at least. No room can hold 0xFFFFFFFF
+  // characters plus the terminator: that request leaves the default.
+  uint32_t nCharacters = 32;
+  if (n > 32 && n != 0xFFFFFFFFu) nCharacters = n < 48 ? 48 : n;
+  Construct(nCharacters);
+  if (m_nCapacity == 1) Construct(32);
+}
+
 CLuString::~CLuString() {
   if (m_pszBuffer != g_acNoBuffer) delete[] m_pszBuffer;
 }
@@ -160,11 +174,10 @@ void CLuString::Assign(char const* psz, uint32_t n) {
     // Keep what fits rather than nothing.
     n = m_nCapacity - 1;
   }
-  uint32_t i = 0;
-  while (i < n && psz[i] != '\0') {
-    m_pszData[i] = psz[i];
-    i++;
-  }
+  // Up to n characters, ending early at a NUL: the same bytes as a copy
+  // loop that stops at either, in two library calls.
+  uint32_t const i = uint32_t(strnlen(psz, n));
+  memcpy(m_pszData, psz, i);
   m_pszData[i] = '\0';
   m_nLength = i;
 }
@@ -556,11 +569,14 @@ void CLuString::ConvertPathToOSSpecific() {
 uint32_t CLuString::nReplace(char cFrom, char cTo) {
   uint32_t nCount = 0;
   if (cFrom == '\0') return 0;
-  for (uint32_t i = 0; i < m_nLength; i++) {
-    if (m_pszData[i] == cFrom) {
-      m_pszData[i] = cTo;
-      nCount++;
-    }
+  // Every path passes here (separators), mostly with nothing to replace:
+  // the library's search runs from one occurrence to the next.
+  char* const pszEnd = m_pszData + m_nLength;
+  char* psz = m_pszData;
+  while ((psz = static_cast<char*>(
+              memchr(psz, cFrom, size_t(pszEnd - psz)))) != nullptr) {
+    *psz++ = cTo;
+    nCount++;
   }
   // Replacing by NUL shortens the text.
   if (cTo == '\0' && nCount) m_nLength = uint32_t(strlen(m_pszData));

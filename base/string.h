@@ -62,6 +62,12 @@ class CLuString {
   CLuString(char const* psz, uint32_t nLength);
   // Deep copy; the buffer is sized for exactly the other's text.
   CLuString(CLuString const& str);
+  // Empty string with room for n characters: the capacity a default string
+  // reaches through pszGetBuffer(n) (33 up to 32 characters, else
+  // max(49, n + 1)), in one allocation instead of two. When that allocation
+  // fails, a default string.
+  enum ERoomFor { eRoomFor };
+  CLuString(ERoomFor, uint32_t n);
   // Releases the buffer. Not virtual: CLuString has no virtual operations.
   ~CLuString();
 

@@ -30,6 +30,24 @@ TEST(StringGrowth, GrowsByHalfWithAFloorOf32) {
   EXPECT_EQ(300u, strBig.nGetCapacity());
 }
 
+TEST(StringGrowth, RoomForNCharactersIsWhatADefaultStringGrowsTo) {
+  struct {
+    uint32_t n;
+    uint32_t nCapacity;
+  } const aRows[] = {{0, 33}, {32, 33}, {33, 49}, {48, 49}, {49, 50},
+                     {100, 101}, {0xFFFFFFFFu, 33}};
+  for (auto const& r : aRows) {
+    SCOPED_TRACE(r.n);
+    CLuString const strRoom(CLuString::eRoomFor, r.n);
+    EXPECT_EQ(r.nCapacity, strRoom.nGetCapacity());
+    EXPECT_STREQ("", strRoom.pszGetString());
+    if (r.n == 0xFFFFFFFFu) continue;  // not allocated the other way either
+    CLuString strGrown;
+    strGrown.pszGetBuffer(r.n);
+    EXPECT_EQ(strGrown.nGetCapacity(), strRoom.nGetCapacity());
+  }
+}
+
 TEST(StringGrowth, FrontCutCopiesNothingAndTheTextMovesBackLater) {
   CLuString str("abcdef");
   char const* pszBase = str.pszGetString();

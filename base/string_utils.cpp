@@ -37,6 +37,20 @@ int iUpper(char c) {
   return toupper(static_cast<unsigned char>(c));
 }
 
+// Upper-case copy of n bytes, byte for byte what toupper gives in the
+// current locale. With the GNU C library the library's own table is read
+// directly (toupper looks each byte up in that same table), which spares a
+// call per character.
+void UpperCopy(char* pszTo, char const* pszFrom, uint32_t n) {
+#ifdef __GLIBC__
+  int32_t const* const pnUpper = *__ctype_toupper_loc();
+  for (uint32_t i = 0; i < n; i++)
+    pszTo[i] = char(pnUpper[static_cast<unsigned char>(pszFrom[i])]);
+#else
+  for (uint32_t i = 0; i < n; i++) pszTo[i] = char(iUpper(pszFrom[i]));
+#endif
+}
+
 // Compares n characters, ignoring case unless bCaseSensitive.
 bool bSameText(char const* psz1, char const* psz2, uint32_t n,
                bool bCaseSensitive) {
@@ -76,9 +90,13 @@ EPatternResult eMatchPattern(char const* pszName, uint32_t nNameLength,
       uint32_t const nSegment = nSegmentEnd - p;
       if (nSegment == 0) return ePatternMatches;
       // Leftmost occurrence only: no backtracking to later ones.
+      // The first character is compared before the whole segment: most
+      // places fail there, without a call.
       uint64_t k = uint64_t(n) + nSkip;
+      char const cFirst = pszPattern[p];
       while (k + nSegment <= nNameLength &&
-             memcmp(pszName + k, pszPattern + p, nSegment) != 0)
+             (pszName[k] != cFirst ||
+              memcmp(pszName + k, pszPattern + p, nSegment) != 0))
         k++;
       if (k + nSegment > nNameLength) {
         n = nNameLength;  // the name ended first; pattern at the segment
@@ -308,11 +326,13 @@ bool CLuString::bMatchesWildCard(CLuString const& strPatterns) const {
       memchr(pszList, ';', nList) == nullptr &&
       memchr(pszList, ',', nList) == nullptr &&
       memchr(pszList, '\0', nList) == nullptr) {
-    if (strPatterns == "*.*" || strPatterns == "*") return true;
-    for (uint32_t i = 0; i < m_nLength; i++)
-      acName[i] = char(toupper(static_cast<unsigned char>(m_pszData[i])));
-    for (uint32_t i = 0; i < nList; i++)
-      acPattern[i] = char(toupper(static_cast<unsigned char>(pszList[i])));
+    // The text holds no NUL, so it equals "*.*" or "*" exactly when its
+    // length and bytes do.
+    if ((nList == 3 && memcmp(pszList, "*.*", 3) == 0) ||
+        (nList == 1 && pszList[0] == '*'))
+      return true;
+    UpperCopy(acName, m_pszData, m_nLength);
+    UpperCopy(acPattern, pszList, nList);
     return eMatchPattern(acName, m_nLength, acPattern, nList) ==
            ePatternMatches;
   }

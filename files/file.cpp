@@ -126,6 +126,10 @@ bool CLuFile::bOpen(CLuString const& strPath, ELuFileAccess eAccess,
   // Only Close of an open descriptor resets the position and the caches; an
   // object whose descriptor is already gone keeps them for the new opening.
   Close();
+  // A path longer than the held buffer gets a buffer of its own size at
+  // once, instead of the default one being grown by half first.
+  if (strPath.nGetLength() >= m_strPath.nGetCapacity())
+    m_strPath.Construct(strPath.nGetLength());
   m_strPath = strPath;
 
   m_bDirectIO = false;

@@ -175,7 +175,10 @@ bool CLuFileFind::bFindFile() {
 
 CLuString CLuFileFind::strPath() const {
   if (!m_bHasEntry) return CLuString();
-  return strLuCombinePath(CLuString(), m_strFolder, m_strName, CLuString());
+  // Asked for every entry of a listing: the empty parts are shared rather
+  // than built (and allocated) twice per call. Only ever read.
+  static CLuString const s_strNone;
+  return strLuCombinePath(s_strNone, m_strFolder, m_strName, s_strNone);
 }
 
 CLuString CLuFileFind::strDisplayName() const {

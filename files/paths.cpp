@@ -314,9 +314,9 @@ CLuString strLuCombinePath(CLuString const& strDrive,
   uint32_t nFolder = strFolder.nGetLength();
   uint32_t nName = strName.nGetLength();
   uint32_t nExtension = strExtension.nGetLength();
-  CLuString strResult;
-  char* pszOut =
-      strResult.pszGetBuffer(nDrive + nFolder + nName + nExtension + 3);
+  uint32_t const nRoom = nDrive + nFolder + nName + nExtension + 3;
+  CLuString strResult(CLuString::eRoomFor, nRoom);
+  char* pszOut = strResult.pszGetBuffer(nRoom);
   if (!pszOut) return strResult;  // no memory: empty
   uint32_t nOut = 0;
 

@@ -78,14 +78,18 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
 
   // The block belongs to the object before anything is read into it.
   delete[] m_pbyBlock;
-  // Zeroed: a failed read leaves no stale or undefined bytes.
-  m_pbyBlock = new (std::nothrow) uint8_t[kHeaderSize]();
+  m_pbyBlock = new (std::nothrow) uint8_t[kHeaderSize];
   m_poHeader = reinterpret_cast<SDPXFileHeader*>(m_pbyBlock);
   if (m_pbyBlock == nullptr)  // no memory: nothing could be read into it
     ThrowDPXError("Failed to read DPX header from file ", strPath);
 
-  if (oFile.ipRead(m_pbyBlock, kHeaderSize) != kHeaderSize)
+  uint32_t const nGot = oFile.ipRead(m_pbyBlock, kHeaderSize);
+  if (nGot != kHeaderSize) {
+    // What a short or failed read did not fill is zeroed: no stale or
+    // undefined bytes, and a full read (every frame) pays nothing for it.
+    memset(m_pbyBlock + nGot, 0, kHeaderSize - nGot);
     ThrowDPXError("Failed to read DPX header from file ", strPath);
+  }
 
   uint32_t const nMagic = nLittleEndianWord(m_poHeader->abyMagic);
   if (nMagic != 0x53445058u && nMagic != 0x58504453u)  // "XPDS" / "SDPX"
@@ -106,10 +110,13 @@ bool CLuDPXHeader::bGetFileIdentity(uint64_t* pn64Device,
 }
 
 CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {
+  return CLuTimeCode::tcFromSmpteDpxTimeCode(nHeaderTimeCodeWord(), 0.0,
+                                             false);
+}
+
+uint32_t CLuDPXHeader::nHeaderTimeCodeWord() const {
   // Without a block (nothing read yet) the word reads as 0.
-  uint32_t const nWord =
-      m_poHeader ? nLittleEndianWord(m_poHeader->abyTimeCode) : 0u;
-  return CLuTimeCode::tcFromSmpteDpxTimeCode(nWord, 0.0, false);
+  return m_poHeader ? nLittleEndianWord(m_poHeader->abyTimeCode) : 0u;
 }
 
 void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {

@@ -83,6 +83,9 @@ class CLuDPXHeader {
   // its own) and no drop frame. Only meaningful after a successful
   // ReadFromFile; before any read it is 00:00:00:00.
   CLuTimeCode tcHeaderTimeCode() const;
+  // The packed word at offset 1920 as it is (little-endian), the one
+  // tcHeaderTimeCode decodes; 0 before any read.
+  uint32_t nHeaderTimeCodeWord() const;
 
   // Stores tc's packed DPX word little-endian at offsets 1920..1923 of the
   // block in memory; no other byte changes and nothing is written to disk.

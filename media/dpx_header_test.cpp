@@ -82,6 +82,7 @@ TEST_F(DPXHeader, TimeCodeWordIsLittleEndianWhateverTheMagic) {
     oHeader.ReadFromFile(Write(a).c_str());
     CLuTimeCode const tc = oHeader.tcHeaderTimeCode();
     EXPECT_EQ(tc.nAsSmpteDpxTimeCode(), 0x78563412u);
+    EXPECT_EQ(oHeader.nHeaderTimeCodeWord(), 0x78563412u);
     EXPECT_STREQ(tc.strAsString(CLuTimeCode::eFormatPlain), "12:34:56:78");
   }
 }

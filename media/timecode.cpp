@@ -430,6 +430,16 @@ CLuTimeCode CLuTimeCode::tcFromSmpteDpxTimeCode(uint32_t nPacked, double dFps,
                      bDropFrame, false);
 }
 
+uint32_t CLuTimeCode::nSmpteDpxRoundTrip(uint32_t nPacked) {
+  // Each field as the constructor stores it (8 bits), packed as
+  // nAsSmpteDpxTimeCode packs it, spills included.
+  uint32_t nWord = 0;
+  for (int iShift = 0; iShift < 32; iShift += 8)
+    nWord |= nToBcd(static_cast<uint8_t>(nFromBcd(nPacked >> iShift)))
+             << iShift;
+  return nWord;
+}
+
 int32_t CLuTimeCode::nAsFullPacked() const {
   uint32_t nRateCode = 0;
   if (bIsRate(dFps, 24.0)) {
@@ -554,14 +564,17 @@ CLuTimeCode CLuTimeCode::tcFromString(CLuString const& strText, double dFps,
   return tc;
 }
 
-CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
-  // The text of "%02i:%02i:%02i:%02i" (a field above 99 gets three digits),
-  // written by hand: formatting goes through a 1 KiB buffer per call, and
-  // this runs once for every frame a tool reports.
-  char szText[20];
+namespace {
+
+// The text of "%02i:%02i:%02i:%02i" (a field above 99 gets three digits),
+// "-" in front when negative, written by hand into szText (20 bytes are
+// enough): formatting goes through a 1 KiB buffer per call, and this runs
+// for every frame a tool reports.
+void PlainText(CLuTimeCode const& tc, char* szText) {
   char* psz = szText;
-  if (bNegative) *psz++ = '-';
-  uint8_t const anFields[4] = {nHours, nMinutes, nSeconds, nFrames};
+  if (tc.bNegative) *psz++ = '-';
+  uint8_t const anFields[4] = {tc.nHours, tc.nMinutes, tc.nSeconds,
+                               tc.nFrames};
   for (int i = 0; i < 4; ++i) {
     if (i > 0) *psz++ = ':';
     if (anFields[i] >= 100) *psz++ = static_cast<char>('0' + anFields[i] / 100);
@@ -569,6 +582,13 @@ CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
     *psz++ = static_cast<char>('0' + anFields[i] % 10);
   }
   *psz = 0;
+}
+
+}  // namespace
+
+CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
+  char szText[20];
+  PlainText(*this, szText);
   CLuString str(szText);
   if (eFormat == eFormatPlain || !bHasRate(dFps)) return str;
   str += " (";
@@ -577,6 +597,17 @@ CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
   if (bDropFrame) str += ", DropFrame";
   str += ")";
   return str;
+}
+
+void CLuTimeCode::AsString(CLuString* pstrText, EFormat eFormat) const {
+  if (pstrText == nullptr) return;
+  if (eFormat != eFormatPlain && bHasRate(dFps)) {
+    *pstrText = strAsString(eFormat);
+    return;
+  }
+  char szText[20];
+  PlainText(*this, szText);
+  pstrText->Assign(szText);
 }
 
 CLuTimeCode& CLuTimeCode::operator+=(int32_t iFrames) {

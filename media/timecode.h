@@ -119,6 +119,9 @@ class CLuTimeCode {
   // decimals and trailing zeroes stripped ("25", "29.969999999999999"); a
   // value without a rate (dFps not above 1e-9) never prints one.
   CLuString strAsString(EFormat eFormat = eFormatPlain) const;
+  // The same text written into *pstrText (null: nothing happens), reusing
+  // its buffer: the plain form allocates only when the buffer is too short.
+  void AsString(CLuString* pstrText, EFormat eFormat = eFormatPlain) const;
 
   // Frames in 24 hours at the base of dFps: F * 86400, or 144 * T in drop
   // frame, as an unsigned 32-bit product: it wraps for absurd rates (49,711
@@ -140,6 +143,10 @@ class CLuTimeCode {
   // negative; the constructor's checks apply.
   static CLuTimeCode tcFromSmpteDpxTimeCode(uint32_t nPacked, double dFps,
                                             bool bDropFrame);
+  // tcFromSmpteDpxTimeCode(nPacked, any rate, either flag)
+  // .nAsSmpteDpxTimeCode() without building the value (no message buffer):
+  // the word a decoded header packs again (0x0A gives 0x10).
+  static uint32_t nSmpteDpxRoundTrip(uint32_t nPacked);
 
   // Decodes a full packed word (table above) through
   // tcFromFramesSinceMidnight at the rate of its rate code.

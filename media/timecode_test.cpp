@@ -11,7 +11,15 @@ namespace {
 using TC = CLuTimeCode;
 auto* const Frames = &TC::tcFromFramesSinceMidnight;
 
+// The long form. AsString must write the same texts, both forms, into a
+// string that held a longer text before.
 std::string Text(CLuTimeCode const& tc) {
+  for (auto eFormat : {TC::eFormatPlain, TC::eFormatWithFps}) {
+    CLuString strReused("a text longer than any timecode, to be replaced");
+    tc.AsString(&strReused, eFormat);
+    EXPECT_STREQ(strReused.pszGetString(),
+                 tc.strAsString(eFormat).pszGetString());
+  }
   return tc.strAsString(CLuTimeCode::eFormatWithFps).pszGetString();
 }
 std::string Errors(CLuTimeCode const& tc) {
@@ -219,6 +227,25 @@ TEST(TimeCode, EveryFrameOfADayRoundTripsAndStepsInOrder) {
     EXPECT_EQ(h, 24u);  // the count of frames per day matches the odometer
     EXPECT_EQ(tcStep.nAsSmpteDpxTimeCode(), 0u);  // wrapped to 00:00:00:00
     EXPECT_FALSE(tcStep.bNegative);
+  }
+}
+
+TEST(TimeCode, DpxRoundTripIsTheWordADecodedValuePacksAgain) {
+  struct {
+    uint32_t nPacked;
+    uint32_t nAgain;
+  } const aRows[] = {
+      {0x78563412u, 0x78563412u},  // plain BCD comes back as it is
+      {0x0000000Au, 0x00000010u},  // a nibble above 9 carries
+      {0x0000009Fu, 0x000000A5u},  // 105 hours: three digits, no spill
+      {0xFFFFFFFFu, 0x05050505u},  // 165 in every field spills into the next
+  };
+  for (auto const& r : aRows) {
+    SCOPED_TRACE(r.nPacked);
+    EXPECT_EQ(TC::nSmpteDpxRoundTrip(r.nPacked), r.nAgain);
+    EXPECT_EQ(TC::tcFromSmpteDpxTimeCode(r.nPacked, 30, true)
+                  .nAsSmpteDpxTimeCode(),
+              r.nAgain);
   }
 }
 

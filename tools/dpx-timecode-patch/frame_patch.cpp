@@ -16,14 +16,18 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
   try {
     oHeader.ReadFromFile(strPath);
     bHeaderRead = true;
-    CLuTimeCode const tcHeader = oHeader.tcHeaderTimeCode();
     // Packed words, not frame counts or texts: equal words are equal
-    // whatever the rates.
-    if (tcHeader.nAsSmpteDpxTimeCode() == tcWanted.nAsSmpteDpxTimeCode()) {
-      poFrame->strNew = tcWanted.strAsString(CLuTimeCode::eFormatPlain);
+    // whatever the rates. The header's word is compared as its decoded
+    // timecode packs it again, without building that value unless the text
+    // is needed. The texts go into the frame's own strings, whose buffers
+    // are reused from frame to frame.
+    uint32_t const nHeaderWord =
+        CLuTimeCode::nSmpteDpxRoundTrip(oHeader.nHeaderTimeCodeWord());
+    if (nHeaderWord == tcWanted.nAsSmpteDpxTimeCode()) {
+      tcWanted.AsString(&poFrame->strNew, CLuTimeCode::eFormatPlain);
     } else {
-      poFrame->strOld =
-          oHeader.tcHeaderTimeCode().strAsString(CLuTimeCode::eFormatPlain);
+      oHeader.tcHeaderTimeCode().AsString(&poFrame->strOld,
+                                          CLuTimeCode::eFormatPlain);
       oHeader.SetHeaderTimeCode(tcWanted);
       bWrite = true;
     }
@@ -41,7 +45,7 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
 
   try {
     oHeader.WriteToExistingFile(strPath);
-    poFrame->strNew = tcWanted.strAsString(CLuTimeCode::eFormatPlain);
+    tcWanted.AsString(&poFrame->strNew, CLuTimeCode::eFormatPlain);
     poFrame->eOutcome = eFramePatched;
   } catch (...) {
     // The header was read, so whatever failed counts as the write.

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "files/file_find.h"
 #include "files/paths.h"
@@ -166,8 +167,10 @@ void FileListFromFramePath(CLuString const& strFramePath,
     // the joined file name is the text after the last "/", and its key comes
     // without building strings: in a folder of many thousand frames that is
     // most of the listing's cost.
-    CLuString* pstrPath = new CLuString(oFind.strPath());
-    if (pstrPath == nullptr) continue;  // no memory: the entry is dropped
+    // No memory for the string: the entry is dropped, as the list drops an
+    // entry it has no room for (Add below); the frames found stay in order.
+    CLuString* pstrPath = new (std::nothrow) CLuString(oFind.strPath());
+    if (pstrPath == nullptr) continue;
     char const* pszPath = pstrPath->pszGetString();
     uint32_t const nPath = pstrPath->nGetLength();
     char const* pszSlash = strrchr(pszPath, '/');
