@@ -1,13 +1,21 @@
+// File offsets are 64-bit on every target, the 32-bit one included.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64
+#endif
+
 #include "files/file.h"
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+static_assert(sizeof(off_t) == 8, "file offsets must be 64-bit");
 
 // ---------------------------------------------------------------------------
 // Type identifiers
@@ -92,7 +100,14 @@ CLuFile::CLuFile()
       m_n64FileSize(0),
       m_bFileSizeKnown(false),
       m_nBlockSize(0),
-      m_bBlockSizeKnown(false) {
+      m_bBlockSizeKnown(false),
+      m_bPositioned(false),
+      m_n64SeekBound(0),
+      m_n64HandleOffset(0),
+      m_bHandleOffsetKnown(false),
+      m_n64Device(0),
+      m_n64Inode(0),
+      m_bIdentityKnown(false) {
   bAddTypeID(CLuFile::nTypeID());
 }
 
@@ -107,14 +122,10 @@ uint32_t CLuFile::nTypeID() {
 
 bool CLuFile::bOpen(CLuString const& strPath, ELuFileAccess eAccess,
                     ELuFileCreate eCreate, bool bAllowDirectIO) {
+  // Only Close of an open descriptor resets the position and the caches; an
+  // object whose descriptor is already gone keeps them for the new opening.
   Close();
   m_strPath = strPath;
-  // A fresh opening: forget what a previous object life (or a reopen that
-  // failed, which Close does not see) left behind.
-  m_n64Position = 0;
-  m_bPositionStale = false;
-  m_bFileSizeKnown = false;
-  m_bBlockSizeKnown = false;
 
   m_bDirectIO = false;
   int iFlags = (eAccess == eAccessReadWrite) ? O_RDWR : O_RDONLY;
@@ -134,9 +145,7 @@ bool CLuFile::bOpen(CLuString const& strPath, ELuFileAccess eAccess,
 
   bool bOpened = bOpenHandle(!m_bDirectIO);
   if (!bOpened && m_bDirectIO) {
-    // The uncached open was refused (file systems without direct I/O, such
-    // as procfs, or tmpfs before Linux 6.6, answer EINVAL to O_DIRECT): read
-    // this file through the cache instead.
+    // The uncached open failed: try once more through the cache.
     m_bDirectIO = false;
     bOpened = bOpenHandle(true);
   }
@@ -160,16 +169,24 @@ bool CLuFile::bOpenHandle(bool bCached) {
     ::close(m_iHandle);
     m_iHandle = -1;
   }
-  int iFlags = static_cast<int>(m_nOpenFlags);
-  // The descriptor's no-caching switch: on Linux the per-descriptor request
-  // is the O_DIRECT open flag, so uncached mode is requested by the open
-  // itself. Cached mode is what a new descriptor has anyway: no call at all.
-  if (!bCached) iFlags |= O_DIRECT;
+  ForgetHandle();
+  // The permission bits go with every open, not only read-write ones: a
+  // create flag with read-only access would otherwise leave open reading a
+  // mode argument that was never passed.
   int iHandle;
   do {
-    iHandle = ::open(m_strPath.pszGetString(), iFlags, 0644);
+    iHandle =
+        ::open(m_strPath.pszGetString(), static_cast<int>(m_nOpenFlags), 0644);
   } while (iHandle < 0 && errno == EINTR);
   m_iHandle = iHandle;
+  // The descriptor's no-caching switch. Linux has no per-descriptor request,
+  // so "on" asks the kernel to drop the file's cached pages (works on every
+  // file system, tmpfs and procfs included, unlike O_DIRECT); later reads
+  // still go through the cache but do not keep the pages of the earlier
+  // ones. "Off" is what a fresh descriptor is anyway: no call.
+  if (m_iHandle >= 0 && !bCached) {
+    ::posix_fadvise(m_iHandle, 0, 0, POSIX_FADV_DONTNEED);
+  }
   return m_iHandle >= 0;
 }
 
@@ -177,10 +194,48 @@ void CLuFile::Close() {
   if (m_iHandle < 0) return;
   ::close(m_iHandle);  // never retried: Linux frees the descriptor anyway
   m_iHandle = -1;
+  ForgetHandle();
   m_n64Position = 0;
   m_bPositionStale = false;
   m_bFileSizeKnown = false;
   m_bBlockSizeKnown = false;
+}
+
+void CLuFile::ForgetHandle() {
+  // A new descriptor stands at offset 0; nothing is known about its file yet.
+  m_bPositioned = false;
+  m_n64SeekBound = 0;
+  m_n64HandleOffset = 0;
+  m_bHandleOffsetKnown = true;
+  m_bIdentityKnown = false;
+}
+
+bool CLuFile::bStatHandle(uint64_t* pn64Size) const {
+  struct stat oStat;
+  if (m_iHandle < 0 || ::fstat(m_iHandle, &oStat) != 0) return false;
+  if (!m_bIdentityKnown) {
+    m_n64Device = static_cast<uint64_t>(oStat.st_dev);
+    m_n64Inode = static_cast<uint64_t>(oStat.st_ino);
+    m_bIdentityKnown = true;
+  }
+  if (!S_ISREG(oStat.st_mode) || oStat.st_size < 0) return false;
+  uint64_t const n64Size = static_cast<uint64_t>(oStat.st_size);
+  // A regular file: positioned reads work, and any size the file had is a
+  // place a seek would land on exactly.
+  m_bPositioned = true;
+  if (n64Size > m_n64SeekBound) m_n64SeekBound = n64Size;
+  *pn64Size = n64Size;
+  return true;
+}
+
+bool CLuFile::bGetFileIdentity(uint64_t* pn64Device,
+                               uint64_t* pn64Inode) const {
+  uint64_t n64Size;
+  if (!m_bIdentityKnown) bStatHandle(&n64Size);
+  if (!m_bIdentityKnown) return false;
+  if (pn64Device != nullptr) *pn64Device = m_n64Device;
+  if (pn64Inode != nullptr) *pn64Inode = m_n64Inode;
+  return true;
 }
 
 uint32_t CLuFile::ipRead(void* pBuffer, uint32_t nLength) {
@@ -197,12 +252,28 @@ uint32_t CLuFile::ipRead(void* pBuffer, uint32_t nLength) {
 
 bool CLuFile::bSyncPosition() {
   if (!m_bPositionStale) return true;
+  // Every system call is a round trip on network storage. On a regular file
+  // a seek to a place within its size always lands there, so that seek is
+  // only booked here and the next transfer goes positioned (pread/pwrite)
+  // to the place: same bytes, same positions, one call less.
+  if (m_iHandle >= 0 && m_bPositioned && m_n64Position <= m_n64SeekBound) {
+    m_n64HandleOffset = m_n64Position;
+    m_bHandleOffsetKnown = true;
+    m_bPositionStale = false;
+    return true;
+  }
   off_t const iTarget = static_cast<off_t>(m_n64Position);
-  off_t const iLanded = ::lseek(m_iHandle, iTarget, SEEK_SET);
-  // A failed seek (a FIFO, a position past the largest offset) moved
-  // nothing: keep the position and try again before the next transfer.
-  if (iLanded < 0) return false;
+  // A closed descriptor cannot seek: the call would fail, so it is not made.
+  off_t const iLanded =
+      m_iHandle >= 0 ? ::lseek(m_iHandle, iTarget, SEEK_SET) : off_t(-1);
+  if (iLanded >= 0) {
+    m_n64HandleOffset = static_cast<uint64_t>(iLanded);
+    m_bHandleOffsetKnown = true;
+  }
   if (iLanded != iTarget) {
+    // Landed elsewhere: that place is the position now. A failed seek
+    // (a FIFO, a position past the largest offset) "lands" at -1, which
+    // becomes 18446744073709551615. The position stays stale.
     m_n64Position = static_cast<uint64_t>(iLanded);
     return false;
   }
@@ -238,36 +309,48 @@ uint32_t CLuFile::ipDoRead(void* pBuffer, uint32_t nLength, bool bCached) {
 
 uint32_t CLuFile::nDoReadBlock(void* pBuffer, uint32_t nLength) {
   if (m_iHandle < 0) return 0;
+  // Positioned where the descriptor would stand, so no seek is needed first.
+  bool const bPositioned = m_bPositioned && m_bHandleOffsetKnown;
+  off_t const iAt = static_cast<off_t>(m_n64HandleOffset);
   ssize_t iGot;
-  do {
-    iGot = ::read(m_iHandle, pBuffer, nLength);
+  do {  // interrupted before any byte arrived: ask again
+    iGot = bPositioned ? ::pread(m_iHandle, pBuffer, nLength, iAt)
+                       : ::read(m_iHandle, pBuffer, nLength);
   } while (iGot < 0 && errno == EINTR);
   if (iGot <= 0) return 0;
   m_n64Position += static_cast<uint64_t>(iGot);
+  m_n64HandleOffset += static_cast<uint64_t>(iGot);
   return static_cast<uint32_t>(iGot);
 }
 
 uint32_t CLuFile::ipWrite(const void* pBuffer, uint32_t nLength) {
+  // Also in append mode the position is re-established first: a seek that
+  // fails or lands elsewhere stops the write, whatever the flag would do.
+  if (!bSyncPosition()) return 0;
+  // Nothing to transfer (or no descriptor, where write would fail): no call.
   if (nLength == 0 || m_iHandle < 0) return 0;
   bool const bAppend = (m_nOpenFlags & O_APPEND) != 0;
-  // In append mode the system puts the bytes at the end of the file whatever
-  // the descriptor's offset, so re-establishing a stale position first would
-  // be a wasted call; the flag stays set for the next read.
-  if (!bAppend && !bSyncPosition()) return 0;
+  bool const bPositioned = !bAppend && m_bPositioned && m_bHandleOffsetKnown;
+  off_t const iAt = static_cast<off_t>(m_n64HandleOffset);
   ssize_t iPut;
-  do {
-    iPut = ::write(m_iHandle, pBuffer, nLength);
+  do {  // interrupted before any byte went out: try again
+    iPut = bPositioned ? ::pwrite(m_iHandle, pBuffer, nLength, iAt)
+                       : ::write(m_iHandle, pBuffer, nLength);
   } while (iPut < 0 && errno == EINTR);
   if (iPut <= 0) return 0;
   uint32_t const nPut = static_cast<uint32_t>(iPut);
+  // In append mode the bytes, and the descriptor, went to the end of the
+  // file, wherever that is now; the position still only grows by the count,
+  // so a read that follows without a seek reads at the end of the file. The
+  // cached size is the one seen at the first query of this opening and is
+  // not updated.
   m_n64Position += nPut;
   if (bAppend) {
-    // The bytes went to the end of the file, and so did the descriptor; the
-    // object's position stays the reader's, so the next transfer seeks.
-    m_bPositionStale = true;
-    if (m_bFileSizeKnown) m_n64FileSize += nPut;
-  } else if (m_bFileSizeKnown && m_n64Position > m_n64FileSize) {
-    m_n64FileSize = m_n64Position;
+    m_bHandleOffsetKnown = false;  // the descriptor itself knows
+  } else {
+    m_n64HandleOffset += nPut;
+    if (bPositioned && m_n64HandleOffset > m_n64SeekBound)
+      m_n64SeekBound = m_n64HandleOffset;  // the file has this size now
   }
   return nPut;
 }
@@ -296,7 +379,7 @@ uint64_t CLuFile::n64Seek(uint64_t n64Offset, ELuSeekMode eMode) {
 
 uint64_t CLuFile::n64GetSize() const {
   DetermineFileSize();
-  return m_bFileSizeKnown ? m_n64FileSize : 0;
+  return m_n64FileSize;
 }
 
 CLuString CLuFile::strFileName() const {
@@ -304,17 +387,30 @@ CLuString CLuFile::strFileName() const {
 }
 
 void CLuFile::DetermineFileSize() const {
-  if (m_bFileSizeKnown || m_iHandle < 0) return;
-  off_t const iEnd = ::lseek(m_iHandle, 0, SEEK_END);
-  if (iEnd < 0) {
-    // FIFOs and some devices have no end to seek to; the descriptor did not
-    // move, so the position is not stale.
-    m_n64FileSize = 0;
+  if (m_bFileSizeKnown) return;
+  uint64_t n64Size;
+  if (bStatHandle(&n64Size)) {
+    // A regular file's size comes from one status query (each system call
+    // is a round trip on network storage), which also gives its identity.
+    // It answers what a seek to the end would, without moving the
+    // descriptor. The position is still marked stale, as after that seek;
+    // re-establishing it within the file costs no call.
+    m_n64FileSize = n64Size;
   } else {
+    // Anything else (a FIFO, a device whose size only a seek tells; no
+    // descriptor at all while closed, where the call is not made) asks with
+    // a seek to the end. One that cannot seek answers -1, which is cached as
+    // 18446744073709551615 like any other answer.
+    off_t const iEnd =
+        m_iHandle >= 0 ? ::lseek(m_iHandle, 0, SEEK_END) : off_t(-1);
     m_n64FileSize = static_cast<uint64_t>(iEnd);
-    m_bPositionStale = true;
+    if (iEnd >= 0) {
+      m_n64HandleOffset = static_cast<uint64_t>(iEnd);
+      m_bHandleOffsetKnown = true;
+    }
   }
   m_bFileSizeKnown = true;
+  m_bPositionStale = true;
 }
 
 void CLuFile::DetermineHDBlockSize() const {
@@ -406,7 +502,11 @@ CLuThreadSafeByteFifo::~CLuThreadSafeByteFifo() {
 }
 
 void CLuThreadSafeByteFifo::DoAppend(void const* pBytes, uint32_t n) {
-  if (n == 0 || pBytes == nullptr) return;
+  if (n == 0) {
+    m_bHasData = true;  // an empty append still marks the queue
+    return;
+  }
+  if (pBytes == nullptr) return;
   if (n > 4294967295u - m_nCount) return;
   uint32_t const nNeeded = m_nCount + n;
   if (nNeeded > m_nCapacity) {
@@ -437,8 +537,7 @@ void CLuThreadSafeByteFifo::DoRemove(uint32_t n) {
   uint32_t const nLeft = m_nCount - nGone;
   std::memmove(m_pbyBuffer, m_pbyBuffer + nGone, nLeft);
   std::memset(m_pbyBuffer + nLeft, kFillByte, m_nCapacity - nLeft);
-  m_nCount = nLeft;
-  if (m_nCount == 0) m_bHasData = false;
+  m_nCount = nLeft;  // the has-data flag stays as it is
 }
 
 void CLuThreadSafeByteFifo::Append(void const* pBytes, uint32_t n) {

@@ -10,13 +10,20 @@
 // system/timer.h (CLuTimer). Errors are results: nothing here throws or
 // prints. Transfers report byte counts (0 on failure), opens report false.
 //
-// Linux mapping of the descriptor's no-caching switch: uncached mode is the
-// O_DIRECT open flag, given to the open call itself, so switching costs no
-// extra system call; cached mode is a plain descriptor, so it costs nothing.
-// A file system that refuses O_DIRECT (procfs; tmpfs before Linux 6.6: both
-// answer EINVAL) makes the uncached open fail, and bOpen then falls back to a
-// cached descriptor. No posix_fadvise is issued: O_DIRECT reads bypass the
-// cache already, and cached mode must stay free of extra calls.
+// Every system call is a round trip on network storage, so the object keeps
+// its books instead of asking: a regular file's size comes from one status
+// query (fstat, which also gives the file's identity), and a position within
+// the file is reached by a positioned transfer (pread/pwrite) instead of a
+// seek followed by the transfer. Reading a header costs open, status, read,
+// close; appending one after it costs open, status, read, write, close.
+// Positions, stale flags and landing places behave exactly as if every seek
+// had been made.
+//
+// Linux has no per-descriptor no-caching switch. Turning it on for an
+// uncached descriptor asks the kernel to drop the file's cached pages
+// (posix_fadvise DONTNEED), which every file system accepts, tmpfs and procfs
+// included; turning it off on a fresh descriptor changes nothing and makes no
+// call.
 
 #include <cstdint>
 #include <cstdio>
@@ -142,11 +149,13 @@ class CLuFile : public CLuByteSink {
   // overwrites the original), and the position starts at the file size.
   // eCreateAlways creates the file with permission bits 0644 (less the
   // umask) or truncates it. With bAllowDirectIO, m_bDirectIOEnabled and read
-  // access the file is opened uncached; where the file system refuses that,
-  // it is opened cached and bIsDirectIO() stays false. Files are opened
-  // non-blocking, so a FIFO without a writer never hangs the call (regular
-  // files are unaffected). Returns false, leaving the object closed, when the
-  // file cannot be opened.
+  // access the file is opened uncached and bIsDirectIO() is true; if that
+  // open fails, one cached attempt follows. Files are opened non-blocking, so
+  // a FIFO without a writer never hangs the call (regular files are
+  // unaffected). Returns false, leaving the descriptor closed, when the file
+  // cannot be opened. Position and caches are reset only by closing an open
+  // descriptor: an object whose descriptor is already gone (a failed reopen)
+  // keeps them.
   bool bOpen(CLuString const& strPath, ELuFileAccess eAccess,
              ELuFileCreate eCreate, bool bAllowDirectIO);
   // Makes sure a descriptor of the requested caching mode is open; switching
@@ -156,9 +165,9 @@ class CLuFile : public CLuByteSink {
   bool bOpenHandle(bool bCached);
   // True while a descriptor is open.
   bool bIsOpen() const { return m_iHandle >= 0; }
-  // Closes an open descriptor and clears the position and the size and
-  // block-size caches. A closed file is left as it is; the path stays (a
-  // later read reopens it lazily, as a mode switch would).
+  // Closes an open descriptor and clears the position, the stale flag and the
+  // size and block-size caches. A closed file is left as it is; the path
+  // stays (a later read reopens it lazily, as a mode switch would).
   void Close();
 
   // Reads up to nLength bytes into pBuffer at the object's position and
@@ -171,19 +180,21 @@ class CLuFile : public CLuByteSink {
   // 16 MiB calls; when one of them yields nothing the total so far is
   // returned and the position is advanced by that total a second time (a
   // kept quirk: the position then runs ahead of the descriptor). A stale
-  // position is re-established first; if the descriptor lands elsewhere the
-  // landing place becomes the position and 0 is returned.
+  // position is re-established first; if the seek lands elsewhere the
+  // landing place becomes the position (a failed seek lands at -1, that is
+  // 18446744073709551615) and 0 is returned.
   uint32_t ipDoRead(void* pBuffer, uint32_t nLength, bool bCached);
   // One operating-system read from the descriptor as it stands; adds the
   // count to the position. Returns the count, 0 on error (position kept).
   uint32_t nDoReadBlock(void* pBuffer, uint32_t nLength);
 
   // Writes nLength bytes at the object's position (re-establishing a stale
-  // one first) with one operating-system write; in append mode the bytes
-  // land at the end of the file instead, so no seek precedes the write and
-  // the position is marked stale for the next read. Adds the count to the
-  // position and returns it; 0 on error, for nLength 0 or when closed
-  // (position kept). Never changes the caching mode.
+  // one first, as ipDoRead does) with one operating-system write. In append
+  // mode the bytes land at the end of the file, and so does the descriptor,
+  // while the position only grows by the count: a read that follows without
+  // a seek reads at the end of the file. Returns the count; 0 on error, for
+  // nLength 0 or when closed (position kept, unless the seek moved it).
+  // Never changes the caching mode; never updates the cached size.
   uint32_t ipWrite(const void* pBuffer, uint32_t nLength) override;
   // Moves the object's position without a system call: to n64Offset
   // (eSeekBegin, unknown modes), position + n64Offset (eSeekCurrent; the
@@ -194,15 +205,18 @@ class CLuFile : public CLuByteSink {
   virtual uint64_t n64Seek(uint64_t n64Offset, ELuSeekMode eMode);
   // The position the next transfer starts at, in bytes.
   virtual uint64_t n64GetPosition() const { return m_n64Position; }
-  // File size in bytes (DetermineFileSize); 0 when closed or when the
-  // descriptor cannot seek (FIFO).
+  // File size in bytes (DetermineFileSize), as seen at the first query of
+  // the opening; 18446744073709551615 when the descriptor cannot seek (FIFO)
+  // or is closed.
   virtual uint64_t n64GetSize() const;
   // The path given to bOpen.
   CLuString strFileName() const override;
 
-  // Asks the operating system for the file size once per opening (a 64-bit
-  // seek to the end, which marks the position stale) and caches it; later
-  // writes through this object keep the cached size up to date.
+  // Asks the operating system for the file size once per opening (as a
+  // 64-bit seek to the end would, and marking the position stale like that
+  // seek) and caches its answer, -1 included; writes do not update it. A
+  // regular file is asked with one status query that leaves the descriptor
+  // where it is; anything else with the seek itself.
   void DetermineFileSize() const;
   // Fixes the block size at 8192 bytes, once per opening.
   void DetermineHDBlockSize() const;
@@ -210,6 +224,15 @@ class CLuFile : public CLuByteSink {
   uint32_t nGetHDBlockSize() const;
   // True when bOpen enabled uncached reads for this file.
   bool bIsDirectIO() const { return m_bDirectIO; }
+  // The caching mode the current descriptor was opened in (true: cached).
+  bool bIsHandleCached() const { return m_bHandleCached; }
+  // Device and inode number of the open file, which tell hard links of one
+  // file apart from different files. Taken from the status query that gave
+  // the size (no further system call when the size was asked first), else
+  // from one status query; cached for the descriptor. Returns false, leaving
+  // the outputs untouched, when no descriptor is open or the query failed.
+  // Either output may be null.
+  bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
   // The descriptor, -1 while closed. The object keeps owning it.
   int32_t iGetHandle() const { return m_iHandle; }
 
@@ -235,9 +258,16 @@ class CLuFile : public CLuByteSink {
 
  private:
   // Re-establishes the descriptor's offset when the position is stale.
-  // Returns false, transferring nothing, when the seek failed (position
-  // kept) or landed elsewhere (landing place adopted).
+  // Returns false, transferring nothing, when the seek landed elsewhere or
+  // failed (the landing place, -1 for a failure, becomes the position).
   bool bSyncPosition();
+  // Resets what is known about the descriptor: a new one stands at 0.
+  void ForgetHandle();
+  // One status query of the descriptor. Records its identity (first time)
+  // and, for a regular file, that positioned transfers may stand in for
+  // seeks up to its size. True, with the size in *pn64Size, only for a
+  // regular file.
+  bool bStatHandle(uint64_t* pn64Size) const;
 
   CLuTimer m_oTimer;  // carried by every file; no file operation uses it
   int32_t m_iHandle;
@@ -251,6 +281,18 @@ class CLuFile : public CLuByteSink {
   mutable bool m_bFileSizeKnown;
   mutable uint32_t m_nBlockSize;
   mutable bool m_bBlockSizeKnown;
+  // The books on the descriptor. m_n64HandleOffset is where it stands for
+  // this object's transfers (a positioned transfer goes there); when not
+  // known the descriptor itself holds it (after an append) and transfers
+  // are plain. Positioned transfers and booked seeks only on a regular file
+  // (m_bPositioned) and only up to a size it had (m_n64SeekBound).
+  mutable bool m_bPositioned;
+  mutable uint64_t m_n64SeekBound;
+  mutable uint64_t m_n64HandleOffset;
+  mutable bool m_bHandleOffsetKnown;
+  mutable uint64_t m_n64Device;
+  mutable uint64_t m_n64Inode;
+  mutable bool m_bIdentityKnown;
 };
 
 // Growable byte queue guarded by a CLuMutex. The Do... operations assume the
@@ -272,11 +314,12 @@ class CLuThreadSafeByteFifo {
 
   // Appends n bytes from pBytes (caller holds the lock). When count + n
   // exceeds the capacity the buffer grows to count + n rounded up to a
-  // multiple of 512. Sets the has-data flag. If growing fails (or count + n
-  // would pass 4294967295) nothing is appended and the queue is unchanged.
+  // multiple of 512. Sets the has-data flag (also for n 0). If growing fails
+  // (or count + n would pass 4294967295, or pBytes is null) nothing is
+  // appended and the queue is unchanged.
   void DoAppend(void const* pBytes, uint32_t n);
   // Removes min(n, count) bytes from the front (caller holds the lock) and
-  // fills the freed tail with 0xFC; clears the has-data flag once empty.
+  // fills the freed tail with 0xFC. The has-data flag is left alone.
   void DoRemove(uint32_t n);
   // DoAppend and DoRemove under the lock (waiting without limit).
   void Append(void const* pBytes, uint32_t n);
@@ -286,7 +329,7 @@ class CLuThreadSafeByteFifo {
   unsigned char byGetValueAt(uint32_t i) const;
   uint32_t nGetCount() const { return m_nCount; }
   uint32_t nGetCapacity() const { return m_nCapacity; }
-  // True once bytes were appended, until the queue is emptied again.
+  // True once anything was appended; removing bytes never clears it.
   bool bHasData() const { return m_bHasData; }
   // The held bytes (nGetCount() of them); null only when no buffer exists.
   unsigned char const* pbyGetData() const { return m_pbyBuffer; }

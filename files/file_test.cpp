@@ -87,8 +87,13 @@ TEST_F(FileTest, ReadWriteExistingAppendsEvenBeyondFourGiB) {
   EXPECT_EQ(o.n64Seek(0, eSeekBegin), 0u);
   EXPECT_EQ(o.ipWrite("XYZ", 3), 3u);
   EXPECT_EQ(o.n64GetPosition(), 3u);
-  EXPECT_EQ(o.n64GetSize(), k4GiB + 13);
-  EXPECT_EQ(Take(&o, 2), std::string(2, '\0'));  // reads go where told
+  EXPECT_EQ(o.n64GetSize(), k4GiB + 10);  // as seen at the first query
+  // The descriptor followed the bytes to the end and nothing is stale: an
+  // unseeking read finds the end of the file; a seek reads where told.
+  EXPECT_EQ(Take(&o, 2), "");
+  EXPECT_EQ(o.n64GetPosition(), 3u);
+  EXPECT_EQ(o.n64Seek(1, eSeekCurrent), 4u);
+  EXPECT_EQ(Take(&o, 2), std::string(2, '\0'));
   ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, false));
   EXPECT_EQ(o.n64Seek(k4GiB + 9, eSeekBegin), k4GiB + 9);
   EXPECT_EQ(Take(&o, 5), std::string("\0XYZ", 4));  // size 4 GiB + 13
@@ -100,7 +105,7 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
   Write(P("direct"), strData);
   CLuFile o;
   ASSERT_TRUE(o.bOpen(P("direct").c_str(), eAccessRead, eOpenExisting, true));
-  if (!o.bIsDirectIO()) GTEST_SKIP() << "/tmp refuses O_DIRECT";
+  ASSERT_TRUE(o.bIsDirectIO());
   std::vector<unsigned char> aby(CLuFile::kDirectChunkSize + 2 * 8192);
   unsigned char* pby = o.pbyAlignBuffer(aby.data() + 1);
   auto Step = [&](uint64_t n64Seek, uint64_t n64Landed, uint32_t nOffset,
@@ -108,7 +113,7 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
     SCOPED_TRACE(n64Seek);
     ASSERT_EQ(o.n64Seek(n64Seek, eSeekBegin), n64Landed);
     EXPECT_EQ(o.ipRead(pby + nOffset, nWant), nWant);
-    EXPECT_EQ((::fcntl(o.iGetHandle(), F_GETFL) & O_DIRECT) != 0, bUncached);
+    EXPECT_EQ(o.bIsHandleCached(), !bUncached);
     EXPECT_EQ(std::memcmp(pby + nOffset, &strData[n64Landed], nWant), 0);
   };
   Step(0, 0, 0, 8192, true);
@@ -120,35 +125,54 @@ TEST_F(FileTest, DirectReadsNeedAlignmentAndSwitchModesKeepingPosition) {
   ASSERT_EQ(o.n64Seek(16384, eSeekBegin), 16384u);
   EXPECT_EQ(o.ipRead(pby, CLuFile::kDirectChunkSize + 8192), 8192u);
   EXPECT_EQ(o.n64GetPosition(), 32768u);
+  // A reopen that fails leaves no descriptor, so the next bOpen has nothing
+  // to close and keeps the position, which the first read re-establishes.
+  ASSERT_EQ(o.n64Seek(8192, eSeekBegin), 8192u);
+  std::filesystem::rename(P("direct"), P("other"));
+  EXPECT_EQ(o.ipRead(pby + 1, 8192), 0u);
+  EXPECT_FALSE(o.bIsOpen());
+  ASSERT_TRUE(o.bOpen(P("other").c_str(), eAccessRead, eOpenExisting, false));
+  EXPECT_EQ(o.n64GetPosition(), 8192u);
+  EXPECT_EQ(Take(&o, 3), strData.substr(8192, 3));
 }
 
-// procfs always refuses O_DIRECT (EINVAL), as tmpfs did before Linux 6.6;
-// tmpfs on newer kernels accepts it. Reads must work either way.
-TEST_F(FileTest, RefusedUncachedOpenFallsBackToCachedReads) {
-  CLuFile o;
-  ASSERT_TRUE(o.bOpen("/proc/version", eAccessRead, eOpenExisting, true));
-  EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);  // no block rule: not direct
-  EXPECT_EQ(Take(&o, 3), "nux");
-  std::string const strPath = MakeDir("/dev/shm/lu_file_XXXXXX") + "/f";
-  Write(strPath, "tmpfs bytes");
-  ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, true));
-  EXPECT_EQ(Take(&o, 20), "tmpfs bytes");
-  std::filesystem::remove_all(std::filesystem::path(strPath).parent_path());
+// Uncached mode only drops cached pages, so it works on file systems that
+// refuse direct I/O (procfs always, tmpfs before Linux 6.6).
+TEST_F(FileTest, UncachedReadsWorkOnProcfsAndTmpfs) {
+  std::string const strDir = MakeDir("/dev/shm/lu_file_XXXXXX");
+  Write(strDir + "/f", "tmpfs bytes");
+  std::vector<unsigned char> aby(3 * 8192);
+  for (char const* psz : {"/proc/version", "tmpfs"}) {
+    SCOPED_TRACE(psz);
+    bool const bProc = psz[0] == '/';
+    std::string const strPath = bProc ? psz : strDir + "/f";
+    CLuFile o;
+    ASSERT_TRUE(o.bOpen(strPath.c_str(), eAccessRead, eOpenExisting, true));
+    EXPECT_TRUE(o.bIsDirectIO());
+    unsigned char* pby = o.pbyAlignBuffer(aby.data() + 1);
+    uint32_t const nGot = o.ipRead(pby, 8192);
+    EXPECT_FALSE(o.bIsHandleCached());
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(pby), bProc ? 5 : nGot),
+              bProc ? "Linux" : "tmpfs bytes");
+  }
+  std::filesystem::remove_all(strDir);
 }
 
 TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
   std::string const strFifo = P("fifo");
   ASSERT_EQ(::mkfifo(strFifo.c_str(), 0644), 0);
+  uint64_t const nNoSize = 18446744073709551615u;  // the seek's -1
   struct {
     std::string strPath;
     ELuFileAccess eAccess;
     bool bOpens;
-    uint32_t nRead;  // of 16 requested
+    uint32_t nRead;    // of 16 requested
+    uint64_t n64Size;  // 0 for the folder: whatever its file system says
   } const aCases[] = {
-      {m_strRoot, eAccessRead, true, 0},
-      {m_strRoot, eAccessReadWrite, false, 0},
-      {strFifo, eAccessRead, true, 0},
-      {"/dev/zero", eAccessRead, true, 16},
+      {m_strRoot, eAccessRead, true, 0, 0},
+      {m_strRoot, eAccessReadWrite, false, 0, nNoSize},  // closed
+      {strFifo, eAccessRead, true, 0, nNoSize},
+      {"/dev/zero", eAccessRead, true, 16, 0},
   };
   for (auto const& c : aCases) {
     SCOPED_TRACE(c.strPath + (c.eAccess ? " read-write" : " read"));
@@ -156,12 +180,17 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
     EXPECT_EQ(o.bOpen(c.strPath.c_str(), c.eAccess, eOpenExisting, false),
               c.bOpens);
     EXPECT_EQ(Take(&o, 16).size(), c.nRead);
-    // A folder's "size" is whatever its file system says.
-    EXPECT_TRUE(o.n64GetSize() == 0 || c.strPath == m_strRoot);
+    if (c.n64Size != 0 || c.strPath != m_strRoot) {
+      EXPECT_EQ(o.n64GetSize(), c.n64Size);
+    }
     // /dev/zero's seeks always land at 0: the stale seek after the size
-    // query lands elsewhere, is adopted and transfers nothing, once.
+    // query lands elsewhere, is adopted and transfers nothing, once. The
+    // FIFO's seek fails, which lands at -1 for good.
     EXPECT_EQ(Take(&o, 16), "");
     EXPECT_EQ(Take(&o, 16).size(), c.nRead);
+    if (c.strPath == strFifo) {
+      EXPECT_EQ(o.n64GetPosition(), nNoSize);
+    }
   }
   Write(P("shrinks"), std::string(10000, 's'));
   CLuFile o;
@@ -172,8 +201,123 @@ TEST_F(FileTest, BadInputsGiveResultsAndNeverHang) {
   EXPECT_EQ(Take(&o, 10000), "");
 }
 
+// The literal file object: a real seek before every transfer from a stale
+// position, a seek to the end for the size. CLuFile must give the same
+// results, positions and bytes, with fewer calls.
+struct SLiteralFile {
+  int fd;
+  uint64_t n64Position = 0, n64Size = 0;
+  bool bStale = false, bSizeKnown = false;
+  uint64_t Size() {
+    if (!bSizeKnown) {
+      n64Size = uint64_t(::lseek(fd, 0, SEEK_END));
+      bStale = bSizeKnown = true;
+    }
+    return n64Size;
+  }
+  uint64_t Seek(uint64_t n64Offset, int iMode) {
+    uint64_t const n64Target = n64Offset + (iMode == 1   ? n64Position
+                                            : iMode == 2 ? Size()
+                                                         : 0);
+    if (n64Target != n64Position) n64Position = n64Target, bStale = true;
+    return n64Position;
+  }
+  bool bSync() {
+    if (!bStale) return true;
+    off_t const iLanded = ::lseek(fd, off_t(n64Position), SEEK_SET);
+    if (iLanded != off_t(n64Position)) return n64Position = iLanded, false;
+    return !(bStale = false);
+  }
+  uint32_t Transfer(char* p, uint32_t n, bool bWrite) {
+    if ((!bWrite && n == 0) || !bSync() || n == 0) return 0;
+    ssize_t const i = bWrite ? ::write(fd, p, n) : ::read(fd, p, n);
+    if (i <= 0) return 0;
+    n64Position += uint64_t(i);
+    return uint32_t(i);
+  }
+};
+
+TEST_F(FileTest, PositionsAndBytesMatchTheSeekingFileObject) {
+  std::string const strBytes(300, 'a');
+  unsigned nSeed = 7;
+  auto Next = [&](unsigned n) {
+    return (nSeed = nSeed * 1103515245 + 12345) / 65536 % n;
+  };
+  for (int iMode : {0, 1, 2}) {  // read, read-write appending, created
+    SCOPED_TRACE(iMode);
+    for (char const* psz : {"mine", "literal"}) Write(P(psz), strBytes);
+    ELuFileAccess const eAccess = iMode ? eAccessReadWrite : eAccessRead;
+    ELuFileCreate const eCreate = iMode == 2 ? eCreateAlways : eOpenExisting;
+    CLuFile o;
+    ASSERT_TRUE(o.bOpen(P("mine").c_str(), eAccess, eCreate, false));
+    int const iFlags = (iMode ? O_RDWR : O_RDONLY) | (iMode == 1   ? O_APPEND
+                                                      : iMode == 2 ? O_TRUNC
+                                                                   : 0);
+    SLiteralFile oRef{::open(P("literal").c_str(), iFlags)};
+    if (iMode == 1) oRef.Seek(0, 2);
+    for (int iStep = 0; iStep < 400; ++iStep) {
+      SCOPED_TRACE(iStep);
+      char aMine[64] = {}, aRef[64] = {};
+      uint32_t const n = Next(40);
+      switch (Next(iMode ? 6 : 4)) {
+        case 0:
+          EXPECT_EQ(o.n64GetSize(), oRef.Size());
+          break;
+        case 1: {
+          int const iSeek = int(Next(3));
+          uint64_t const n64Offset = iSeek == 1 ? uint64_t(int(Next(60)) - 30)
+                                                : Next(iSeek ? 40 : 700);
+          EXPECT_EQ(o.n64Seek(n64Offset, ELuSeekMode(iSeek)),
+                    oRef.Seek(n64Offset, iSeek));
+          break;
+        }
+        case 2:
+        case 3:
+          EXPECT_EQ(o.ipRead(aMine, n), oRef.Transfer(aRef, n, false));
+          EXPECT_EQ(std::string(aMine, 64), std::string(aRef, 64));
+          break;
+        default:
+          for (uint32_t i = 0; i < n; ++i) aMine[i] = aRef[i] = char('b' + i);
+          EXPECT_EQ(o.ipWrite(aMine, n), oRef.Transfer(aRef, n, true));
+      }
+      ASSERT_EQ(o.n64GetPosition(), oRef.n64Position);
+    }
+    ::close(oRef.fd);
+    EXPECT_EQ(Read(P("mine")), Read(P("literal")));
+  }
+}
+
+// Identity and size come from one status query; positioned reads leave the
+// descriptor where it was, so no seek is ever needed.
+TEST_F(FileTest, IdentityTellsHardLinksFromCopies) {
+  Write(P("a"), "abcdef");
+  ASSERT_EQ(::link(P("a").c_str(), P("b").c_str()), 0);
+  Write(P("c"), "abcdef");
+  auto Identity = [&](char const* pszName) {
+    CLuFile o;
+    EXPECT_TRUE(o.bOpen(P(pszName).c_str(), eAccessRead, eOpenExisting, false));
+    EXPECT_EQ(o.n64GetSize(), 6u);
+    EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);
+    EXPECT_EQ(Take(&o, 2), "cd");
+    EXPECT_EQ(::lseek(o.iGetHandle(), 0, SEEK_CUR), 0);
+    uint64_t n64Device = 0, n64Inode = 0;
+    EXPECT_TRUE(o.bGetFileIdentity(&n64Device, &n64Inode));
+    return std::make_pair(n64Device, n64Inode);
+  };
+  struct stat oStat;
+  ASSERT_EQ(::stat(P("a").c_str(), &oStat), 0);
+  EXPECT_EQ(Identity("a"),
+            std::make_pair(uint64_t(oStat.st_dev), uint64_t(oStat.st_ino)));
+  EXPECT_EQ(Identity("b"), Identity("a"));
+  EXPECT_NE(Identity("c"), Identity("a"));
+  CLuFile oClosed;
+  EXPECT_FALSE(oClosed.bGetFileIdentity(nullptr, nullptr));
+}
+
 TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
-  size_t const aanSizes[][2] = {{10000, 16384}, {16384, 16384}, {0, 0}};
+  // The size is the one seen at the first query of the opening, so a second
+  // call after padding pads again.
+  size_t const aanSizes[][2] = {{10000, 22768}, {16384, 16384}, {0, 0}};
   for (auto const& an : aanSizes) {
     SCOPED_TRACE(an[0]);
     Write(P("align"), std::string(an[0], 'd'));
@@ -181,7 +325,7 @@ TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
     ASSERT_TRUE(
         o.bOpen(P("align").c_str(), eAccessReadWrite, eOpenExisting, false));
     EXPECT_TRUE(o.bAlign());
-    EXPECT_TRUE(o.bAlign());  // the size is tracked: nothing more to write
+    EXPECT_TRUE(o.bAlign());
     EXPECT_EQ(Read(P("align")),
               std::string(an[0], 'd') + std::string(an[1] - an[0], '\0'));
   }
@@ -222,8 +366,12 @@ TEST(ThreadSafeByteFifo, GrowsInStepsOf512AndFillsFreedBytes) {
   for (uint32_t i : {0u, 4000u}) EXPECT_EQ(oFifo.byGetValueAt(i), 0xE8) << i;
   for (uint32_t i : {3999u, 7999u}) EXPECT_EQ(oFifo.byGetValueAt(i), 0x87) << i;
   oFifo.Remove(99999);
-  EXPECT_FALSE(oFifo.bHasData());
+  EXPECT_TRUE(oFifo.bHasData());  // removing never clears the flag
+  EXPECT_EQ(oFifo.nGetCount(), 0u);
   EXPECT_EQ(oFifo.pbyGetData()[0], 0xFC);
+  CLuThreadSafeByteFifo oEmpty;
+  oEmpty.Append(aby.data(), 0);
+  EXPECT_TRUE(oEmpty.bHasData());
 }
 
 TEST(PosixFile, DestructorClosesTheStream) {

@@ -1,6 +1,13 @@
 // Path functions: splitting and joining, file names and extensions,
 // absolute and relative paths, the platform's folders and the program's own
 // location. The functions that touch the disk are in paths_disk.cpp.
+
+// Large-file interfaces also on 32-bit systems: files past 2 GiB must
+// stat, open and copy like any other.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64
+#endif
+
 #include "files/paths.h"
 
 #include <dirent.h>

@@ -114,8 +114,9 @@ bool bLuDoesFolderExist(CLuString const& strPath);
 
 // Creates the folder strPath and every missing folder above it (mode 0777
 // less the process's file-creation mask). True when the folder exists at the
-// end, also when it existed before; false when a part of the path is a file
-// or a folder cannot be made (folders made before the failure stay).
+// end, also when it existed before (so true for the empty path, the current
+// folder); false when a part of the path is a file or a folder cannot be
+// made (folders made before the failure stay).
 bool bLuCreateFolderTree(CLuString const& strPath);
 
 // Deletes the folder strPath. Without bRecursive the folder must be empty.

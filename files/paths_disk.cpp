@@ -1,5 +1,12 @@
 // Path functions that touch the disk: existence, copying and deleting
 // files, creating, deleting and testing folders. Declared in files/paths.h.
+
+// Large-file interfaces also on 32-bit systems: files past 2 GiB must
+// stat, open and copy like any other.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64
+#endif
+
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -231,7 +238,8 @@ bool bLuDoesFolderExist(CLuString const& strPath) {
 
 bool bLuCreateFolderTree(CLuString const& strPath) {
   CLuString strPart(strPath);
-  if (strPart.bIsEmpty()) return false;
+  // The empty path is the current folder, which is there already.
+  if (strPart.bIsEmpty()) return bLuDoesFolderExist(".");
   // Walk the path, ending it at each "/" in turn, so each folder is made
   // after its parent.
   char* psz = strPart.pszGetBuffer(strPart.nGetLength());

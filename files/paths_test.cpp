@@ -170,6 +170,7 @@ TEST_F(PathsOnDisk, CopyIsByteExactAndNeverLeavesAHalfFile) {
 TEST_F(PathsOnDisk, FoldersAreCreatedAsTreesAndDeletedWithoutFollowingLinks) {
   EXPECT_TRUE(bLuCreateFolderTree(P("a//b/c/").c_str()));
   EXPECT_TRUE(bLuCreateFolderTree(P("a/b/c").c_str()));  // already there
+  EXPECT_TRUE(bLuCreateFolderTree(""));                  // the current folder
   EXPECT_TRUE(bLuDoesFolderExist(P("a/b/c").c_str()));
   Write(P("a/b/file"), "x");
   EXPECT_FALSE(bLuCreateFolderTree(P("a/b/file/d").c_str()));

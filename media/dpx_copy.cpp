@@ -50,8 +50,7 @@ void CLuCopyDPXFileWithTimeCode::Copy(CLuString const& strSourcePath) const {
               nullptr, nullptr);
   CLuString strFolderPath(strDestinationDrive);
   strFolderPath += strDestinationFolder;
-  // An empty folder is the current one, which exists: nothing to create.
-  if (!strFolderPath.bIsEmpty() && !bLuCreateFolderTree(strFolderPath)) {
+  if (!bLuCreateFolderTree(strFolderPath)) {
     CLuString strMessage("Failed to create destination path ");
     strMessage += strFolderPath;
     throw CLuError(strMessage, eError, CLuString());

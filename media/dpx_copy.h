@@ -25,11 +25,13 @@
 class CLuCopyDPXFileWithTimeCode {
  public:
   // Keeps copies of all four settings. tcOffset is added to every header
-  // timecode; its rate is also the rate the header timecode counts at (24
-  // when the offset has none, i.e. a rate not above 1e-9). strDestinationRoot
-  // is the folder the copies go under; strNamePattern the destination name
-  // with placeholders; with bKeepSourceFolder the source folder is placed
-  // between the root and the name.
+  // timecode as its own frame count (iFramesSinceMidnight: one frame a
+  // second when it has no rate); its rate is also the rate the header
+  // timecode counts at (24 when the offset has none, i.e. a rate not above
+  // 1e-9). strDestinationRoot is the folder the copies go under (empty: the
+  // current folder); strNamePattern the destination name with placeholders;
+  // with bKeepSourceFolder the source folder is placed between the root and
+  // the name.
   CLuCopyDPXFileWithTimeCode(CLuTimeCode tcOffset,
                              CLuString const& strDestinationRoot,
                              CLuString const& strNamePattern,

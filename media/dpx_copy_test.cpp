@@ -69,8 +69,9 @@ TEST_F(DPXCopy, NamesFollowThePatternAndTheShiftedTimeCode) {
        "p.0001.dpx",
        "%f_%t",
        "p.0001_01_02_04_04.dpx"},
-      // an offset with rate 0 counts at 24
-      {Tc(0, 0, 0, 5, 0), {1, 2, 3, 22}, "a.dpx", "%t", "01_02_04_03.dpx"},
+      // an offset without a rate counts its own frames at base 1 (6 here);
+      // the header counts at 24
+      {Tc(0, 0, 1, 5, 0), {1, 2, 3, 22}, "a.dpx", "%t", "01_02_04_04.dpx"},
       {CLuTimeCode(), {0, 0, 0, 1}, "a.dpx", "%f-%t-%f", "a-00_00_00_01-a.dpx"},
       {CLuTimeCode(), {}, "frame.0007.Dpx", "%f", "frame.0007.Dpx"},
       {CLuTimeCode(), {}, "frame", "copy", "copy"},  // no extension added
@@ -93,6 +94,14 @@ TEST_F(DPXCopy, NamesFollowThePatternAndTheShiftedTimeCode) {
              strCleaned + "b.dpx");
   ExpectCopy(CLuTimeCode(), "%f", true, "b.dpx", DpxBytes(),
              m_strSrc.substr(1) + "b.dpx");
+  // An empty root is the current folder.
+  char szCwd[4096];
+  ASSERT_NE(getcwd(szCwd, sizeof szCwd), nullptr);
+  ASSERT_EQ(chdir(m_strDir.c_str()), 0);
+  EXPECT_NO_THROW(CLuCopyDPXFileWithTimeCode(CLuTimeCode(), "", "c", false)
+                      .Copy((m_strSrc + "b.dpx").c_str()));
+  EXPECT_EQ(chdir(szCwd), 0);
+  EXPECT_EQ(ReadFile(Path("c.dpx")), DpxBytes());
 }
 
 TEST_F(DPXCopy, FailuresThrowTheirTextsAndCopyNothing) {

@@ -36,17 +36,27 @@ uint32_t nLittleEndianWord(uint8_t const* p) {
          uint32_t(p[3]) << 24;
 }
 
-// The version field as text: up to its first NUL, never past its 8 bytes,
-// so a field without a terminator cannot run into the next fields.
+// The version is NUL-terminated text that may run on past its 8 bytes into
+// the fields behind it; only the end of the 2048-byte block stops it, so a
+// header without any NUL is never read beyond its buffer.
+constexpr uint32_t kVersionTextLimit =
+    CLuDPXHeader::kHeaderSize - CLuDPXHeader::kVersionOffset;
+
+// The version text starting at pszField, as far as kVersionTextLimit.
 CLuString strVersionText(char const* pszField) {
   CLuString str;
-  str.Append(pszField, uint32_t(strnlen(pszField, CLuDPXHeader::kVersionSize)));
+  str.Append(pszField, uint32_t(strnlen(pszField, kVersionTextLimit)));
   return str;
 }
 
 }  // namespace
 
-CLuDPXHeader::CLuDPXHeader() : m_pbyBlock(nullptr), m_poHeader(nullptr) {}
+CLuDPXHeader::CLuDPXHeader()
+    : m_pbyBlock(nullptr),
+      m_poHeader(nullptr),
+      m_n64Device(0),
+      m_n64Inode(0),
+      m_bIdentityKnown(false) {}
 
 CLuDPXHeader::~CLuDPXHeader() {
   delete[] m_pbyBlock;
@@ -59,7 +69,10 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
   if (!oFile.bOpen(strPath, eAccessRead, eOpenExisting, false))
     ThrowDPXError("Failed to open file: ", strPath);
 
-  if (oFile.n64GetSize() < kHeaderSize)
+  uint64_t const n64Size = oFile.n64GetSize();
+  // The size query recorded the file's identity: remembering it is free.
+  m_bIdentityKnown = oFile.bGetFileIdentity(&m_n64Device, &m_n64Inode);
+  if (n64Size < kHeaderSize)
     ThrowDPXError("File is not a valid DPX file: ", strPath);
 
   // The block belongs to the object before anything is read into it.
@@ -83,6 +96,14 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
     ThrowDPXError("File is encrypted: ", strPath);
 }
 
+bool CLuDPXHeader::bGetFileIdentity(uint64_t* pn64Device,
+                                    uint64_t* pn64Inode) const {
+  if (!m_bIdentityKnown) return false;
+  if (pn64Device != nullptr) *pn64Device = m_n64Device;
+  if (pn64Inode != nullptr) *pn64Inode = m_n64Inode;
+  return true;
+}
+
 CLuTimeCode CLuDPXHeader::tcHeaderTimeCode() const {
   // Without a block (nothing read yet) the word reads as 0.
   uint32_t const nWord =
@@ -101,10 +122,6 @@ void CLuDPXHeader::SetHeaderTimeCode(CLuTimeCode const& tc) {
 }
 
 void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
-  // Nothing read yet: there is no header to write, and the file is not
-  // touched.
-  if (m_poHeader == nullptr)
-    ThrowDPXError("Failed to write header to file ", strPath);
   // Read-write on an existing file is append mode in the file layer: the
   // block below lands at the end of the file, never over the original.
   CLuFile oFile;
@@ -137,9 +154,15 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
   if (oFile.ipRead(pbyScratch, kHeaderSize) != kHeaderSize)
     ThrowDPXError("Failed to read existing DPX header from file ", strPath);
 
+  // Nothing read yet: there is no version to compare and no header to
+  // write, and the file is not touched.
+  if (m_poHeader == nullptr)
+    ThrowDPXError("Failed to write header to file ", strPath);
+
+  // Both buffers hold at least 2048 bytes from their start.
   char const* pszDisk =
       reinterpret_cast<char const*>(pbyScratch) + kVersionOffset;
-  if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionSize) != 0) {
+  if (strncasecmp(pszDisk, m_poHeader->szVersion, kVersionTextLimit) != 0) {
     CLuString strMessage("DPX header version mismatch - expected ");
     strMessage += strVersionText(m_poHeader->szVersion);
     strMessage += ", found: ";

@@ -16,7 +16,9 @@
 //                                  (little-endian file); anything else is not
 //                                  a DPX file
 //        8     8  header version   NUL-terminated text, compared (ignoring
-//                                  case) with the file on disk before a write
+//                                  case) with the file on disk before a write;
+//                                  without a NUL in its 8 bytes the text runs
+//                                  on, at most to the end of the block
 //      660     4  encryption key   0 or 0xFFFFFFFF = not encrypted
 //     1920     4  time code        packed BCD SMPTE word (CLuTimeCode's
 //                                  nAsSmpteDpxTimeCode layout)
@@ -94,20 +96,31 @@ class CLuDPXHeader {
   // 2048 bytes) and the header at offset 0 keeps its old bytes. Append mode
   // is deliberate: a patched header must never overwrite the original.
   // Before writing, the version text on disk must equal the one in memory
-  // (ignoring case). Throws CLuError: "Failed to open file ", "File is not
-  // a valid DPX file ", "Failed to read existing DPX header from file ",
-  // "Failed to write header to file " (each followed by the path) or
-  // "DPX header version mismatch - expected <memory>, found: <disk>" (no
-  // path). Only meaningful after a successful ReadFromFile; before any read
-  // it throws "Failed to write header to file " + path and leaves the file
-  // untouched.
+  // (ignoring case; each text ends at its first NUL or at the end of its
+  // block). Throws CLuError: "Failed to open file ", "File is not a valid
+  // DPX file ", "Failed to read existing DPX header from file ", "Failed to
+  // write header to file " (each followed by the path) or "DPX header
+  // version mismatch - expected <memory>, found: <disk>" (no path); the file
+  // is untouched unless the write itself ran. Only meaningful after a
+  // successful ReadFromFile; before any read it checks the file as usual and
+  // then throws "Failed to write header to file " + path without writing.
   void WriteToExistingFile(CLuString const& strPath);
 
   // The block in memory (kHeaderSize bytes), or null before ReadFromFile.
   // Owned by this object.
   uint8_t const* pbyGetHeaderBlock() const { return m_pbyBlock; }
 
+  // Device and inode number of the file ReadFromFile read (hard links of one
+  // file share them), remembered from the status query that gave its size,
+  // so asking costs no system call. Returns false, leaving the outputs
+  // untouched, when ReadFromFile did not get as far as the size (or was not
+  // called). Either output may be null.
+  bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
+
  private:
   uint8_t* m_pbyBlock;         // owning; array new of kHeaderSize bytes
   SDPXFileHeader* m_poHeader;  // the same block viewed as the record
+  uint64_t m_n64Device;        // identity of the file read, when known
+  uint64_t m_n64Inode;
+  bool m_bIdentityKnown;
 };

@@ -11,11 +11,12 @@ namespace {
 // Every comparison of rates allows this much difference.
 constexpr double kRateTolerance = 1e-9;
 
-// The rate arithmetic falls back to when a value has none.
+// The rate a value without one is rebuilt at after arithmetic.
 constexpr double kDefaultRate = 24.0;
 
 // Whole frames per second for a rate: floor(|fps| + 0.5), saturated to the
 // unsigned 32-bit range and never 0, so no calculation can divide by zero.
+// NaN has no whole number; it counts like 0, at 1.
 uint32_t nFpsBaseOf(double dFps) {
   double const dBase = std::fabs(dFps) + 0.5;
   if (!(dBase >= 1.0)) return 1;  // 0 and NaN
@@ -31,9 +32,10 @@ double dRateOrDefault(double dFps) {
   return bHasRate(dFps) ? dFps : kDefaultRate;
 }
 
-// NaN is "not the same rate" as anything.
+// Two rates are the same unless they differ by more than the tolerance, so
+// NaN is the same rate as any other (the difference is not above 1e-9).
 bool bIsRate(double dFps, double dRate) {
-  return std::fabs(dFps - dRate) <= kRateTolerance;
+  return !(std::fabs(dFps - dRate) > kRateTolerance);
 }
 
 // Signed 32-bit sum that wraps instead of overflowing, as the frame counts of
@@ -47,51 +49,84 @@ uint32_t nMagnitude(int32_t i) {
   return i < 0 ? 0u - static_cast<uint32_t>(i) : static_cast<uint32_t>(i);
 }
 
-// Drop-frame block sizes at base F: frames a minute (two frame numbers
-// skipped) and frames per ten minutes (the tenth minute skips nothing).
-uint64_t n64DropMinute(uint64_t n64Base) {
-  return n64Base * 60 - 2;
-}
-uint64_t n64DropTenMinutes(uint64_t n64Base) {
-  return n64DropMinute(n64Base) * 10 + 2;
-}
-
-// Frames in a day at base F, saturated at 4294967295 (so never 0).
-uint32_t nDayAtBase(uint64_t n64Base, bool bDropFrame) {
-  uint64_t const n64Day =
-      bDropFrame ? 144 * n64DropTenMinutes(n64Base) : 86400 * n64Base;
-  return n64Day > 4294967295u ? 4294967295u : static_cast<uint32_t>(n64Day);
+// Frames in a day at base F, an unsigned 32-bit product like every block
+// size of the count conversion: it wraps for absurd rates (50,000 fps gives
+// 25,032,704) and may even wrap to 0.
+uint32_t nDayAtBase(uint32_t nBase, bool bDropFrame) {
+  if (!bDropFrame) return nBase * 86400u;
+  return ((nBase * 60u - 2u) * 10u + 2u) * 144u;
 }
 
-// Largest base whose day (86400 frames a second) fits in 32 bits.
+// *pnCount div nDivisor into *pnQuotient, *pnCount mod nDivisor back into
+// *pnCount. A block size that wrapped to 0 divides nothing: the quotient is
+// 0 and the count stays as it is.
+void DivideOut(uint32_t* pnCount, uint32_t nDivisor, uint32_t* pnQuotient) {
+  *pnQuotient = 0;
+  if (nDivisor == 0) return;
+  *pnQuotient = *pnCount / nDivisor;
+  *pnCount %= nDivisor;
+}
+
+// Largest base whose day (86400 frames a second) fits in 32 bits: up to it
+// no block size wraps.
 constexpr uint32_t kMaxBase32 = 49710;
 
-// Splits a count below one day into hours, minutes, seconds and frames at
-// base F. Whole seconds (non-drop) and ten-minute blocks (drop frame) come
-// first, so the rest divides by constants. Drop frame: the first minute of
+// Splits a count below one day into hours, minutes, seconds and frames at a
+// base up to kMaxBase32. Whole seconds (non-drop) and ten-minute blocks
+// (drop frame) come first, so the rest divides by constants; the result is
+// that of SplitCountWrapping, only faster. Drop frame: the first minute of
 // every ten keeps frame numbers 0 and 1, every later minute starts at 2.
-template <typename T>
-void SplitCount(T nCount, T nBase, bool bDropFrame, uint32_t anFields[4]) {
-  T nHours, nMinutes, nInMinute;
+void SplitCount(uint32_t nCount, uint32_t nBase, bool bDropFrame,
+                uint32_t anFields[4]) {
+  uint32_t nHours, nMinutes, nInMinute;
   if (!bDropFrame) {
-    T const nTotalSeconds = nCount / nBase;
+    uint32_t const nTotalSeconds = nCount / nBase;
     nHours = nTotalSeconds / 3600;
     nMinutes = nTotalSeconds / 60 % 60;
     nInMinute = nTotalSeconds % 60 * nBase + nCount % nBase;
   } else {
-    T const nMinute = nBase * 60 - 2;
-    T const nTenMinutes = nMinute * 10 + 2;
-    T const nBlocks = nCount / nTenMinutes;
-    T const nInBlock = nCount - nBlocks * nTenMinutes;
-    T const nKept = nInBlock < 2 ? nInBlock : 2;
+    uint32_t const nMinute = nBase * 60 - 2;
+    uint32_t const nTenMinutes = nMinute * 10 + 2;
+    uint32_t const nBlocks = nCount / nTenMinutes;
+    uint32_t const nInBlock = nCount - nBlocks * nTenMinutes;
+    uint32_t const nKept = nInBlock < 2 ? nInBlock : 2;
     nHours = nBlocks / 6;
     nMinutes = (nInBlock - nKept) / nMinute + 10 * (nBlocks % 6);
     nInMinute = nKept + (nInBlock - nKept) % nMinute;
   }
-  anFields[0] = static_cast<uint32_t>(nHours);
-  anFields[1] = static_cast<uint32_t>(nMinutes);
-  anFields[2] = static_cast<uint32_t>(nInMinute / nBase);
-  anFields[3] = static_cast<uint32_t>(nInMinute % nBase);
+  anFields[0] = nHours;
+  anFields[1] = nMinutes;
+  anFields[2] = nInMinute / nBase;
+  anFields[3] = nInMinute % nBase;
+}
+
+// The same split for any base, with every block size (frames an hour, a
+// minute, ten minutes) an unsigned 32-bit product that wraps, as the count
+// conversion has always computed them. Fields can come out far above their
+// ranges; the constructor reports them.
+void SplitCountWrapping(uint32_t nCount, uint32_t nBase, bool bDropFrame,
+                        uint32_t anFields[4]) {
+  uint32_t nHours, nMinutes, nInMinute;
+  if (!bDropFrame) {
+    DivideOut(&nCount, nBase * 3600u, &nHours);
+    DivideOut(&nCount, nBase * 60u, &nMinutes);
+    nInMinute = nCount;
+  } else {
+    uint32_t const nMinute = nBase * 60u - 2u;
+    uint32_t const nTenMinutes = nMinute * 10u + 2u;
+    DivideOut(&nCount, 6u * nTenMinutes, &nHours);
+    uint32_t nInBlock = nCount, nBlocks;
+    DivideOut(&nInBlock, nTenMinutes, &nBlocks);
+    uint32_t const nKept = nInBlock < 2 ? nInBlock : 2;
+    uint32_t nRest = nInBlock - nKept, nWholeMinutes;
+    DivideOut(&nRest, nMinute, &nWholeMinutes);
+    nMinutes = nWholeMinutes + 10u * nBlocks;
+    nInMinute = nKept + nRest;
+  }
+  anFields[0] = nHours;
+  anFields[1] = nMinutes;
+  anFields[2] = nInMinute / nBase;  // the base itself is never 0
+  anFields[3] = nInMinute % nBase;
 }
 
 void AppendLine(CLuString* pstrErrors, char const* pszStart, uint32_t nValue,
@@ -110,16 +145,19 @@ int32_t iOrderKey(CLuTimeCode const& tc) {
   return static_cast<int32_t>(nKey);
 }
 
+// (tens << 4) | units of one field. A field above 99 gives more than 8
+// bits, which spill into the neighbouring field of the packed word.
 uint32_t nToBcd(uint8_t nValue) {
-  return ((nValue / 10u) << 4 | nValue % 10u) & 0xFFu;
+  return (nValue / 10u) << 4 | nValue % 10u;
 }
 
 uint32_t nFromBcd(uint32_t nByte) {
   return (nByte & 0x0Fu) + 10u * ((nByte >> 4) & 0x0Fu);
 }
 
-// Before a sum or difference, a side without a rate is read at the other
-// side's rate (24 when neither has one).
+// Before a sum or difference, a side without a rate takes the other side's
+// rate and drop flag. When neither has one, b takes 24 while a keeps
+// counting at base 1.
 void AdoptRates(CLuTimeCode* ptcA, CLuTimeCode* ptcB) {
   if (!bHasRate(ptcA->dFps) && bHasRate(ptcB->dFps)) {
     ptcA->SetFps(ptcB->dFps, ptcB->bDropFrame);
@@ -328,44 +366,20 @@ void CLuTimeCode::SetFps(double dFpsIn, bool bDropFrameIn) {
   }
 }
 
-namespace {
-
-// Frames since midnight of tc's fields counted at n64Base, negated for a
-// negative value. 64-bit so that no base, however absurd, overflows; the
-// result wraps to 32 bits like the count it has always been.
-int32_t iCountFrames(CLuTimeCode const& tc, uint64_t n64Base) {
-  uint64_t n64Count;
-  if (!tc.bDropFrame) {
-    n64Count = tc.nFrames +
-               (tc.nHours * 3600ull + tc.nMinutes * 60ull + tc.nSeconds) *
-                   n64Base;
-  } else {
-    uint64_t const n64TenMinutes = n64DropTenMinutes(n64Base);
-    n64Count = tc.nFrames + n64Base * tc.nSeconds +
-               n64DropMinute(n64Base) * (tc.nMinutes % 10u) +
-               n64TenMinutes * (tc.nMinutes / 10u) +
-               6 * n64TenMinutes * tc.nHours;
-  }
-  uint32_t nCount = static_cast<uint32_t>(n64Count);
-  if (tc.bNegative) nCount = 0u - nCount;
-  return static_cast<int32_t>(nCount);
-}
-
-// Whole frames per second for arithmetic: a value without a rate counts
-// at 24.
-uint32_t nArithmeticBase(CLuTimeCode const& tc) {
-  return bHasRate(tc.dFps) ? tc.nFpsBase : 24u;
-}
-
-// The frame count that arithmetic starts from.
-int32_t iArithmeticFrames(CLuTimeCode const& tc) {
-  return iCountFrames(tc, nArithmeticBase(tc));
-}
-
-}  // namespace
-
+// Unsigned 32-bit arithmetic throughout: the count wraps like the 32-bit
+// count it has always been.
 int32_t CLuTimeCode::iFramesSinceMidnight() const {
-  return iCountFrames(*this, nFpsBase);
+  uint32_t nCount;
+  if (!bDropFrame) {
+    nCount = nFrames + (nHours * 3600u + nMinutes * 60u + nSeconds) * nFpsBase;
+  } else {
+    uint32_t const nMinute = nFpsBase * 60u - 2u;
+    uint32_t const nTenMinutes = nMinute * 10u + 2u;
+    nCount = nFrames + nFpsBase * nSeconds + nMinute * (nMinutes % 10u) +
+             nTenMinutes * (nMinutes / 10u) + 6u * nTenMinutes * nHours;
+  }
+  if (bNegative) nCount = 0u - nCount;
+  return static_cast<int32_t>(nCount);
 }
 
 uint32_t CLuTimeCode::nFramesPerDay(double dFps, bool bDropFrame) {
@@ -384,15 +398,14 @@ void CLuTimeCode::SetFramesSinceMidnight(int32_t iFrames, double dFpsIn,
   // midnight: -1 is -00:00:00:01, not 23:59:59:ff.
   uint32_t const nBase = nFpsBaseOf(dFpsIn);
   uint32_t nCount = nMagnitude(iFrames);
-  uint32_t const nDay = nDayAtBase(nBase, bDropFrameIn);
-  if (nCount >= nDay) nCount %= nDay;
+  uint32_t nDays;
+  DivideOut(&nCount, nDayAtBase(nBase, bDropFrameIn), &nDays);
   uint32_t anFields[4];
-  // 32-bit division is several times faster; it is exact while a whole day
-  // at this base fits in 32 bits, which holds for every real rate.
+  // Every real rate takes the fast split; absurd ones wrap their block sizes.
   if (nBase <= kMaxBase32) {
-    SplitCount<uint32_t>(nCount, nBase, bDropFrameIn, anFields);
+    SplitCount(nCount, nBase, bDropFrameIn, anFields);
   } else {
-    SplitCount<uint64_t>(nCount, nBase, bDropFrameIn, anFields);
+    SplitCountWrapping(nCount, nBase, bDropFrameIn, anFields);
   }
   Construct(anFields[0], anFields[1], anFields[2], anFields[3], dFpsIn,
             bDropFrameIn, iFrames < 0);
@@ -567,7 +580,9 @@ CLuString CLuTimeCode::strAsString(EFormat eFormat) const {
 }
 
 CLuTimeCode& CLuTimeCode::operator+=(int32_t iFrames) {
-  SetFramesSinceMidnight(iWrappingSum(iArithmeticFrames(*this), iFrames),
+  // Counted at the frame base (1 without a rate), rebuilt at 24 when there
+  // is no rate.
+  SetFramesSinceMidnight(iWrappingSum(iFramesSinceMidnight(), iFrames),
                          dRateOrDefault(dFps), bDropFrame);
   return *this;
 }
@@ -577,8 +592,7 @@ CLuTimeCode& CLuTimeCode::operator-=(int32_t iFrames) {
 }
 
 void CLuTimeCode::IncrementSeconds(int32_t iSeconds) {
-  *this += static_cast<int32_t>(static_cast<uint32_t>(iSeconds) *
-                               nArithmeticBase(*this));
+  *this += static_cast<int32_t>(static_cast<uint32_t>(iSeconds) * nFpsBase);
 }
 
 bool CLuTimeCode::operator==(CLuTimeCode const& tc) const {
@@ -610,14 +624,14 @@ bool CLuTimeCode::operator>=(CLuTimeCode const& tc) const {
 CLuTimeCode operator+(CLuTimeCode tcA, CLuTimeCode tcB) {
   AdoptRates(&tcA, &tcB);
   return CLuTimeCode::tcFromFramesSinceMidnight(
-      iWrappingSum(iArithmeticFrames(tcA), iArithmeticFrames(tcB)),
+      iWrappingSum(tcA.iFramesSinceMidnight(), tcB.iFramesSinceMidnight()),
       dRateOrDefault(tcA.dFps), tcB.bDropFrame);
 }
 
 CLuTimeCode operator-(CLuTimeCode tcA, CLuTimeCode tcB) {
   AdoptRates(&tcA, &tcB);
-  uint32_t const nNegB = 0u - static_cast<uint32_t>(iArithmeticFrames(tcB));
+  uint32_t const nNegB = 0u - static_cast<uint32_t>(tcB.iFramesSinceMidnight());
   return CLuTimeCode::tcFromFramesSinceMidnight(
-      iWrappingSum(iArithmeticFrames(tcA), static_cast<int32_t>(nNegB)),
+      iWrappingSum(tcA.iFramesSinceMidnight(), static_cast<int32_t>(nNegB)),
       dRateOrDefault(tcA.dFps), tcA.bDropFrame);
 }

@@ -13,7 +13,8 @@
 // Frame base: all arithmetic runs on the whole rate `nFpsBase`, which is
 // floor(|fps| + 0.5), saturated to 0..4294967295 and never 0 (0 and NaN give
 // 1). So 23.976 counts like 24, 29.97 like 30 and 59.94 like 60. Rates are
-// compared with a tolerance of 1e-9; a rate not above 1e-9 means "no rate".
+// the same unless they differ by more than 1e-9 (so NaN is the same as any
+// rate); a rate not above 1e-9 (NaN included) means "no rate".
 //
 // Drop frame counts at any base F with exactly two skipped frame numbers (0
 // and 1) at the start of every minute that is not a multiple of ten, also at
@@ -24,7 +25,9 @@
 // Packed DPX timecode word (nAsSmpteDpxTimeCode / tcFromSmpteDpxTimeCode),
 // four BCD bytes, each (tens << 4) | units. No sign, drop-frame, colour-frame
 // or field flags are written; 01:02:03:04 packs to 0x04030201, so on a
-// little-endian machine the bytes read hours, minutes, seconds, frames.
+// little-endian machine the bytes read hours, minutes, seconds, frames. The
+// fields are OR-ed in unmasked: one above 99 spills into its neighbour
+// (hours 255 packs to 0x00000195).
 //
 //   bit  31  28 27  24 23  20 19  16 15  12 11   8 7    4 3    0
 //       +------+------+------+------+------+------+------+------+
@@ -99,12 +102,11 @@ class CLuTimeCode {
 
   // Frames since 00:00:00:00 at nFpsBase (drop frame counted as described
   // above), negated for a negative value. A value without a rate counts at
-  // base 1 here (its frame base); the arithmetic operators count it at 24.
-  // Counts beyond the 32-bit range wrap.
+  // base 1 (00:00:01:00 is 1 frame). Counts beyond the 32-bit range wrap.
   int32_t iFramesSinceMidnight() const;
 
-  // The packed BCD word of the DPX header (table above). Fields above 99 do
-  // not spill into their neighbours: each byte is cut to 8 bits.
+  // The packed BCD word of the DPX header (table above). Fields above 99
+  // spill into their neighbours.
   uint32_t nAsSmpteDpxTimeCode() const;
 
   // The full packed word (table above); bits 0-23 hold the magnitude of the
@@ -114,19 +116,22 @@ class CLuTimeCode {
   // "HH:MM:SS:FF" with two digits at least per field and colons also in drop
   // frame, "-" in front when negative. eFormatWithFps appends " (" + rate +
   // " fps" + ", DropFrame" when drop frame + ")", the rate printed with 15
-  // decimals and trailing zeroes stripped ("29.97"); a value without a rate
-  // (dFps not above 1e-9) never prints one.
+  // decimals and trailing zeroes stripped ("25", "29.969999999999999"); a
+  // value without a rate (dFps not above 1e-9) never prints one.
   CLuString strAsString(EFormat eFormat = eFormatPlain) const;
 
   // Frames in 24 hours at the base of dFps: F * 86400, or 144 * T in drop
-  // frame. Saturates at 4294967295 for absurd rates, so it is never 0.
+  // frame, as an unsigned 32-bit product: it wraps for absurd rates (49,711
+  // fps gives 63,104; 2^30 fps gives 0).
   static uint32_t nFramesPerDay(double dFps, bool bDropFrame);
 
   // The timecode iFrames frames after midnight. Counts wrap at 24 hours; a
   // negative count gives a negative value of the wrapped magnitude (-25 at 25
-  // fps is -00:00:01:00). A rate not above 0 (NaN aside) gives 00:00:00:00
-  // without a rate, marked invalid with "Invalid frames per second value
-  // (must be greater than 0)".
+  // fps is -00:00:01:00). The frames of a day, an hour and a minute are
+  // unsigned 32-bit products that wrap at absurd rates, and a step whose
+  // block size wrapped to 0 is skipped (nothing divided off). A rate not
+  // above 0 (NaN aside) gives 00:00:00:00 without a rate, marked invalid with
+  // "Invalid frames per second value (must be greater than 0)".
   static CLuTimeCode tcFromFramesSinceMidnight(int32_t iFrames, double dFps,
                                                bool bDropFrame);
 
@@ -179,15 +184,18 @@ class CLuTimeCode {
   static CLuTimeCode tcFromString(CLuString const& strText, double dFps,
                                   bool bDropFrame);
 
-  // Moves the value by iFrames frames and rebuilds it at its rate (a value
-  // without a rate is counted and rebuilt at 24) and drop flag: the result carries the messages and invalid
-  // flag of the rebuilt value only. Wraps to 00:00:00:00 after 23:59:59:ff;
-  // below 00:00:00:00 the value turns negative.
+  // Moves the value by iFrames frames: iFramesSinceMidnight() + iFrames,
+  // rebuilt at the value's rate and drop flag. A value without a rate (dFps
+  // not above 1e-9, also a negative rate) is counted at its frame base and
+  // rebuilt at 24: 00:00:01:00 without a rate plus one frame is 00:00:00:02
+  // at 24. The result carries the messages and invalid flag of the rebuilt
+  // value only. Wraps to 00:00:00:00 after 23:59:59:ff; below 00:00:00:00
+  // the value turns negative.
   CLuTimeCode& operator+=(int32_t iFrames);
   // operator+= with -iFrames.
   CLuTimeCode& operator-=(int32_t iFrames);
-  // operator+= with iSeconds * nFpsBase frames (24 frames a second for a
-  // value without a rate).
+  // operator+= with iSeconds * nFpsBase frames (1 frame a second for a value
+  // without a rate).
   void IncrementSeconds(int32_t iSeconds);
 
   // Equal frame counts, equal drop flags and rates within 1e-9, a rate not
@@ -224,10 +232,12 @@ class CLuTimeCode {
   void SetFramesSinceMidnight(int32_t iFrames, double dFps, bool bDropFrame);
 };
 
-// Sum and difference of two timecodes as frame counts. A side without a rate
-// first takes the other side's rate and drop flag (with SetFps); when neither
-// has one, 24 is used. The result is rebuilt at a's rate; its drop flag comes
-// from b for operator+ but from a for operator-. This asymmetry is deliberate
-// and kept: code built on these operators relies on it.
+// Sum and difference of two timecodes as frame counts (iFramesSinceMidnight).
+// A side without a rate first takes the other side's rate and drop flag
+// (with SetFps); when neither has one, b takes 24 and a's drop flag while a
+// still counts at base 1. The result is rebuilt at a's rate (24 when a has
+// none); its drop flag comes from b for operator+ but from a for operator-.
+// This asymmetry is deliberate and kept: code built on these operators
+// relies on it.
 CLuTimeCode operator+(CLuTimeCode tcA, CLuTimeCode tcB);
 CLuTimeCode operator-(CLuTimeCode tcA, CLuTimeCode tcB);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <initializer_list>
 #include <string>
 
@@ -20,10 +21,14 @@ CLuTimeCode Tc(uint32_t h, uint32_t m, uint32_t s, uint32_t f, double dFps,
                bool bDrop = false, bool bNegative = false) {
   return CLuTimeCode(h, m, s, f, dFps, bDrop, bNegative);
 }
-// The value moved by iFrames frames, then by iSeconds seconds.
+// The value moved by iSeconds seconds, or by iFrames frames when iSeconds is
+// 0.
 CLuTimeCode Step(CLuTimeCode tc, int32_t iFrames, int32_t iSeconds = 0) {
-  tc += iFrames;
-  tc.IncrementSeconds(iSeconds);
+  if (iSeconds != 0) {
+    tc.IncrementSeconds(iSeconds);
+  } else {
+    tc += iFrames;
+  }
   return tc;
 }
 CLuTimeCode Parse(char const* pszText, bool bDrop = false) {
@@ -72,6 +77,9 @@ TEST(TimeCode, ConstructorReportsEveryFailedCheckInOrder) {
        "Drop frame unspecified for FPS values other than 30\n"},
       // a rate not above 0 prints no rate, also in drop frame
       {Tc(1, 2, 3, 4, 0, true, true), "-01:02:03:04", kWarning},
+      // NaN is within 1e-9 of 30 (the difference is not above it): no
+      // warning, and no rate to print either
+      {Tc(0, 1, 0, 2, NAN, true), "00:01:00:02"},
   });
   // a rate within 1e-9 of 0 is stored as exactly no rate
   EXPECT_EQ(Tc(0, 0, 0, 0, -1e-10).dFps, 0.0);
@@ -110,6 +118,17 @@ TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
     CLuTimeCode const tcBack = Frames(c.iFrames, c.dFps, c.bDrop);
     EXPECT_EQ(Text(tcBack) + Errors(tcBack), Text(tc) + Errors(tc));
   }
+  // The day length is an unsigned 32-bit product and wraps for absurd rates.
+  struct {
+    double dFps;
+    bool bDrop;
+    uint32_t nPerDay;
+  } const aWrapped[] = {{49711, false, 63104},
+                        {50000, false, 25032704},
+                        {50000, true, 25030112},
+                        {1073741824, false, 0}};
+  for (auto const& c : aWrapped)
+    EXPECT_EQ(TC::nFramesPerDay(c.dFps, c.bDrop), c.nPerDay) << c.dFps;
 }
 
 TEST(TimeCode, FactoriesBuildExactValues) {
@@ -119,6 +138,14 @@ TEST(TimeCode, FactoriesBuildExactValues) {
       {Frames(-2073601, 24, false), "-00:00:00:01 (24 fps)"},
       {Frames(10, 0, true), "00:00:00:00",
        "Invalid frames per second value (must be greater than 0)\n"},
+      // wrapped day (25,032,704 frames): 17,297 frames, kept modulo 256
+      {Frames(25050001, 50000, false), "00:00:00:145 (50000 fps)"},
+      {Frames(25030112 + 3000000, 50000, true),
+       "00:01:00:02 (50000 fps, DropFrame)", kWarning},
+      // the frames an hour and a minute wrap too: a "minute" of 44 frames
+      {Frames(1000, 71582789, false), "00:22:00:32 (71582789 fps)"},
+      // day, hour and minute all wrap to 0: those steps are skipped
+      {Frames(INT32_MIN, 1073741824, false), "-00:00:02:00 (1073741824 fps)"},
       {TC::tcFromHHMMSSFF(1020304, 0, false), "01:02:03:04"},
       {TC::tcFromHHMMSSFF(-123456, 24, false), "-00:12:130:200 (24 fps)",
        "TimeCode's Second value exceeds 59 (2434)\n"
@@ -208,8 +235,11 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
       {Step(Tc(0, 0, 0, 0, 30, true), 0, 60),
        "00:01:00:02 (30 fps, DropFrame)"},
       {Step(Tc(0, 0, 1, 0, 25, false, true), 0, 2), "00:00:01:00 (25 fps)"},
-      // no rate: counted and rebuilt at 24
-      {Step(Tc(0, 0, 1, 0, 0), 1), "00:00:01:01 (24 fps)"},
+      // no rate or a negative one: counted at the frame base (1 for no
+      // rate, 25 for -25), rebuilt at 24
+      {Step(Tc(0, 0, 1, 0, 0), 1), "00:00:00:02 (24 fps)"},
+      {Step(Tc(0, 0, 1, 0, 0), 0, 1), "00:00:00:02 (24 fps)"},
+      {Step(Tc(0, 0, 1, 0, -25), 1), "00:00:01:02 (24 fps)"},
       // the messages are those of the new value
       {Step(Tc(0, 0, 0, 24, 24), 0), "00:00:01:00 (24 fps)"},
       {Step(Tc(0, 1, 0, 0, 29.97, true), 2),
@@ -223,10 +253,12 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
        "00:00:59:28 (30 fps, DropFrame)"},
       {Tc(0, 0, 0, 1, 30) - Tc(0, 0, 59, 29, 30, true),
        "-00:00:59:28 (30 fps)"},
-      // a side without a rate takes the other's; with none at all, 24
+      // a side without a rate takes the other's; with none at all the right
+      // side takes 24 while the left counts at base 1
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 1, 25), "00:00:01:01 (25 fps)"},
       {Tc(0, 0, 0, 1, 25) + Tc(0, 0, 1, 0, 0), "00:00:01:01 (25 fps)"},
-      {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 1, 0, 0), "00:00:02:00 (24 fps)"},
+      {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 5, 0), "00:00:00:06 (24 fps)"},
+      {Tc(0, 0, 1, 0, 0) - Tc(0, 0, 0, 5, 0), "-00:00:00:04 (24 fps)"},
   });
 }
 
@@ -249,10 +281,17 @@ TEST(TimeCode, SetFpsKeepsFieldsAndAppendsItsMessages) {
 TEST(TimeCode, PackedWordsFollowTheirBitLayout) {
   EXPECT_EQ(Tc(23, 59, 59, 29, 30, false, true).nAsSmpteDpxTimeCode(),
             0x29595923u);  // no sign
+  // a field above 99 spills into its neighbour: 255 is (25 << 4) | 5
+  EXPECT_EQ(Tc(255, 0, 0, 0, 0).nAsSmpteDpxTimeCode(), 0x00000195u);
   // Full word: rate code 3 for 60, the sign dropped, 29.97 coded like 25.
   EXPECT_EQ(Tc(0, 0, 1, 0, 60).nAsFullPacked(), 0x0300003C);
   EXPECT_EQ(Tc(0, 0, 1, 0, 25, false, true).nAsFullPacked(), 0x00000019);
   EXPECT_EQ(Tc(0, 0, 1, 0, 29.97).nAsFullPacked(), 0x0000001E);
+  // NaN is within 1e-9 of every rate, 24 first; it counts at base 1
+  CLuTimeCode tcNaN = Tc(0, 0, 1, 0, 25);
+  tcNaN.SetFps(NAN, true);
+  EXPECT_EQ(tcNaN.nAsFullPacked(), 0x11000001);
+  EXPECT_EQ(Errors(tcNaN), "");
   uint32_t nUser = 0;
   EXPECT_EQ(
       Text(TC::tcFromLTCTimeCode(0x8071605240332014ull, 25, false, &nUser)),
