@@ -64,7 +64,8 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   str.Append(str.pszGetString());
   EXPECT_STREQ("cdefcdef", str.pszGetString());
   for (int i = 0; i < 4; i++) str += str;  // forces reallocations
-  str = str;
+  CLuString const& strSame = str;  // a reference: compilers flag "str = str"
+  str = strSame;
   EXPECT_EQ(128u, str.nGetLength());
   str.Assign("abc\0def", 7);  // an embedded NUL ends the copy
   EXPECT_EQ(3u, str.nGetLength());
