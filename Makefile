@@ -1,26 +1,46 @@
 # Thin wrapper around CMake.  `make check` is what CI runs.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+# A compiler given on the command line (`make check CXX=clang++`) is handed
+# to CMake; clang builds in a folder of its own, beside the g++ one.
+ifneq ($(origin CXX),default)
+  CMAKE_CXX := -DCMAKE_CXX_COMPILER=$(CXX)
+  ifneq ($(findstring clang,$(notdir $(CXX))),)
+    BUILD ?= build-clang
+  endif
+endif
 BUILD ?= build
 CMAKE_FLAGS ?=
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS := timecode_fuzz dpx_header_fuzz wildcard_fuzz path_fuzz xml_fuzz
+FUZZ_TARGETS ?= timecode_fuzz dpx_header_fuzz wildcard_fuzz path_fuzz xml_fuzz
 
-.PHONY: all build check asan demo fuzz bench format install clean
+.PHONY: all build check check32 faults asan demo fuzz bench format install clean
 
 all: build
 
 build:
-	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD) $(CMAKE_CXX) $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS)
 
 check: build
 	cd $(BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
 
+# The system's own target, 32-bit x86, built and tested on this machine.
+check32:
+	bash .ci/need.sh g++-multilib googletest
+	$(MAKE) check BUILD=build-i386 CMAKE_FLAGS="-DLU_M32=ON"
+
+# chronex under injected system-call failures (needs strace).
+faults:
+	bash .ci/need.sh strace
+	cmake -S . -B $(BUILD) $(CMAKE_CXX) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS) --target chronex chronex_make_sample
+	tools/dpx-timecode-patch/faults_test.sh $(BUILD)
+
 asan:
 	$(MAKE) check BUILD=build-asan CMAKE_FLAGS="-DLU_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug"
 
 demo:
-	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD) $(CMAKE_CXX) $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS) --target chronex chronex_make_sample
 	tools/dpx-timecode-patch/demo.sh $(BUILD)
 
@@ -47,4 +67,4 @@ format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-bench build-fuzz
+	rm -rf build build-clang build-i386 build-asan build-bench build-fuzz
