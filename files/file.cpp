@@ -79,6 +79,7 @@ CLuString CLuByteSink::strFileName() const {
 // CLuFile
 
 bool CLuFile::m_bDirectIOEnabled = true;
+int (*CLuFile::m_pfnCloseHandle)(int iHandle) = ::close;
 
 namespace {
 // Flags added to every open. Non-blocking: opening a FIFO without a writer
@@ -166,7 +167,7 @@ bool CLuFile::bOpenHandle(bool bCached) {
   m_bHandleCached = bCached;
 
   if (m_iHandle >= 0) {
-    ::close(m_iHandle);
+    m_pfnCloseHandle(m_iHandle);
     m_iHandle = -1;
   }
   ForgetHandle();
@@ -191,14 +192,22 @@ bool CLuFile::bOpenHandle(bool bCached) {
 }
 
 void CLuFile::Close() {
-  if (m_iHandle < 0) return;
-  ::close(m_iHandle);  // never retried: Linux frees the descriptor anyway
+  bClose();
+}
+
+bool CLuFile::bClose() {
+  if (m_iHandle < 0) return true;
+  // Never retried, not even after EINTR: Linux frees the descriptor anyway,
+  // and a retry could close one another thread has just been given. An
+  // interrupted close may not have flushed, so it counts as failed.
+  bool const bClosed = m_pfnCloseHandle(m_iHandle) == 0;
   m_iHandle = -1;
   ForgetHandle();
   m_n64Position = 0;
   m_bPositionStale = false;
   m_bFileSizeKnown = false;
   m_bBlockSizeKnown = false;
+  return bClosed;
 }
 
 void CLuFile::ForgetHandle() {
@@ -456,7 +465,8 @@ bool CLuFile::bWriteString(CLuString const& strText, bool bAddNewline) {
   // Files always get LF line ends (the string class's mode 1).
   strOut.NormalizeLineEnds(CLuString::eLineEndsLF);
   uint32_t const nLength = strOut.nGetLength();
-  if (nLength == 0) return true;
+  // Also an empty text goes through ipWrite, which re-establishes a stale
+  // position; its 0 bytes count as all written.
   return ipWrite(strOut.pszGetString(), nLength) == nLength;
 }
 

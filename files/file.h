@@ -169,6 +169,16 @@ class CLuFile : public CLuByteSink {
   // size and block-size caches. A closed file is left as it is; the path
   // stays (a later read reopens it lazily, as a mode switch would).
   void Close();
+  // Close that tells whether the system's close succeeded: false when it
+  // reported an error, true otherwise (also when nothing was open). Network
+  // file systems report deferred write errors only at close, so a writer
+  // that must know its bytes arrived checks this. The descriptor is gone
+  // either way: close is never retried (Linux frees the descriptor even when
+  // close fails or is interrupted).
+  bool bClose();
+  // The call every close goes through (::close). Tests put in one that fails
+  // to stand for a file system that reports a write error at close.
+  static int (*m_pfnCloseHandle)(int iHandle);
 
   // Reads up to nLength bytes into pBuffer at the object's position and
   // advances the position by the count. Uses uncached reads in direct-I/O
@@ -247,8 +257,8 @@ class CLuFile : public CLuByteSink {
   // write fell short or the padding could not be allocated.
   bool bAlign();
   // Writes strText (plus "\n" when bAddNewline) with line ends normalised to
-  // LF. True when every byte was written (an empty text is written
-  // trivially).
+  // LF through ipWrite. True when every byte was written (an empty text is
+  // written trivially, after ipWrite re-established a stale position).
   bool bWriteString(CLuString const& strText, bool bAddNewline);
   // Reads one line a byte at a time into *pstrText (emptied first; null
   // discards the line). CR bytes are skipped; LF ends the line and is kept

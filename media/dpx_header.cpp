@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 #include "base/error.h"
 #include "files/file.h"
@@ -77,10 +78,10 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
 
   // The block belongs to the object before anything is read into it.
   delete[] m_pbyBlock;
-  m_pbyBlock = new uint8_t[kHeaderSize]();  // zeroed: a failed read leaves
-                                            // no stale or undefined bytes
+  // Zeroed: a failed read leaves no stale or undefined bytes.
+  m_pbyBlock = new (std::nothrow) uint8_t[kHeaderSize]();
   m_poHeader = reinterpret_cast<SDPXFileHeader*>(m_pbyBlock);
-  if (m_pbyBlock == nullptr)  // the framework's operator new may yield null
+  if (m_pbyBlock == nullptr)  // no memory: nothing could be read into it
     ThrowDPXError("Failed to read DPX header from file ", strPath);
 
   if (oFile.ipRead(m_pbyBlock, kHeaderSize) != kHeaderSize)
@@ -141,8 +142,8 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
     nRoom = kHeaderSize + 15;
     if (oFile.bIsDirectIO()) nRoom += 2 * nBlockSize;
   }
-  uint8_t* pbyRoom = new uint8_t[nRoom];
-  if (pbyRoom == nullptr)
+  uint8_t* pbyRoom = new (std::nothrow) uint8_t[nRoom];
+  if (pbyRoom == nullptr)  // no memory: nothing could be read into it
     ThrowDPXError("Failed to read existing DPX header from file ", strPath);
   struct SRoomOwner {
     uint8_t* p;
@@ -172,5 +173,10 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
 
   oFile.n64Seek(0, eSeekBegin);
   if (oFile.ipWrite(m_pbyBlock, kHeaderSize) != kHeaderSize)
+    ThrowDPXError("Failed to write header to file ", strPath);
+  // Network file systems report deferred write errors only when the file is
+  // closed, so the close is part of the write: when it fails, the block may
+  // never have reached the file, and the frame must not pass as patched.
+  if (!oFile.bClose())
     ThrowDPXError("Failed to write header to file ", strPath);
 }

@@ -99,9 +99,11 @@ class CLuDPXHeader {
   // (ignoring case; each text ends at its first NUL or at the end of its
   // block). Throws CLuError: "Failed to open file ", "File is not a valid
   // DPX file ", "Failed to read existing DPX header from file ", "Failed to
-  // write header to file " (each followed by the path) or "DPX header
-  // version mismatch - expected <memory>, found: <disk>" (no path); the file
-  // is untouched unless the write itself ran. Only meaningful after a
+  // write header to file " (each followed by the path; also when the write
+  // was short or closing the file reported an error, as network file
+  // systems do for writes they could not complete) or "DPX header version
+  // mismatch - expected <memory>, found: <disk>" (no path); the file is
+  // untouched unless the write itself ran. Only meaningful after a
   // successful ReadFromFile; before any read it checks the file as usual and
   // then throws "Failed to write header to file " + path without writing.
   void WriteToExistingFile(CLuString const& strPath);

@@ -1,5 +1,6 @@
 #include "media/dpx_header.h"
 
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <cstring>
 
 #include "base/error.h"
+#include "files/file.h"
 #include "media/dpx_test_file_test.h"
 
 namespace {
@@ -145,6 +147,26 @@ TEST_F(DPXHeader, WriteChecksTheFileOnDisk) {
   EXPECT_EQ(ErrorOf([&] { oEmpty.WriteToExistingFile(strOther.c_str()); }),
             "Failed to write header to file " + strOther);
   EXPECT_EQ(ReadFile(strOther).size(), 2048u);
+}
+
+// Network file systems report a write they could not complete only when the
+// file is closed: such a frame must not pass as patched.
+TEST_F(DPXHeader, WriteFailsWhenClosingReportsAnError) {
+  std::string const strPath = Write(HeaderBytes());
+  CLuDPXHeader oHeader;
+  oHeader.ReadFromFile(strPath.c_str());
+  struct SFailingClose {
+    SFailingClose() {
+      CLuFile::m_pfnCloseHandle = [](int iHandle) {
+        close(iHandle);
+        errno = EIO;
+        return -1;
+      };
+    }
+    ~SFailingClose() { CLuFile::m_pfnCloseHandle = close; }
+  } oFailingClose;
+  EXPECT_EQ(ErrorOf([&] { oHeader.WriteToExistingFile(strPath.c_str()); }),
+            "Failed to write header to file " + strPath);
 }
 
 // A version without a NUL runs on into the fields behind it, here as far as
