@@ -1,5 +1,7 @@
 #include "base/command_line.h"
 
+#include <new>
+
 CLuCommandLine::CLuCommandLine() {}
 
 CLuCommandLine::~CLuCommandLine() {
@@ -48,13 +50,14 @@ void CLuCommandLine::Construct(CLuString const& strCommandLine) {
   CLuString strRest = strCommandLine;
   CLuString strToken;
   while (strRest.bGetNextToken(" ", &strToken, true, false)) {
+    // A lone double quote both begins and ends with one: it becomes empty.
     uint32_t const nLength = strToken.nGetLength();
-    if (nLength >= 2 && strToken.cGetAt(0) == '"' &&
+    if (nLength >= 1 && strToken.cGetAt(0) == '"' &&
         strToken.cGetAt(nLength - 1) == '"') {
       strToken.ShortenAtBegin(1);
       strToken.ShortenAtEnd(1);
     }
-    CLuString* poArg = new CLuString(strToken);
+    CLuString* poArg = new (std::nothrow) CLuString(strToken);
     // A failed allocation loses that argument rather than the whole list.
     if (poArg != nullptr && posAddTail(poArg) == nullptr) delete poArg;
   }

@@ -39,6 +39,8 @@ TEST(CommandLine, BothConstructFormsGiveTheSameList) {
       // A token loses one pair of enclosing quotes; runs of blanks are one.
       {{"tool", "\"x\""}, "  tool   \"x\" ", {"tool", "x"}},
       {{"t", "\"\"x\"\""}, "t \"\"x\"\"", {"t", "\"x\""}},
+      // A lone quote begins and ends with one: it becomes empty.
+      {{"t", "\""}, "t \"", {"t", ""}},
       {{}, "", {}},  // each Construct replaces the previous content
   };
   CLuCommandLine oFromVector, oFromText;

@@ -4,6 +4,8 @@
 
 #include <strings.h>
 
+#include <new>
+
 #include "base/string.h"
 
 // The standard reflected CRC-32 table for the polynomial 0xEDB88320.
@@ -99,7 +101,8 @@ bool bKeysEqual(CLuString const& str1, CLuString const& str2,
 }  // namespace
 
 CLuIndexBase::CLuIndexBase(uint32_t nInitialCapacity)
-    : m_paEntries(nInitialCapacity ? new SLuIndexEntry[nInitialCapacity]
+    : m_paEntries(nInitialCapacity ? new (std::nothrow)
+                                         SLuIndexEntry[nInitialCapacity]
                                    : nullptr),
       m_nCount(0),
       m_nCapacity(nInitialCapacity) {
@@ -195,12 +198,20 @@ bool CLuIndexBase::bSetAtUntyped(CLuString const& strKey, void* po,
   if (po == nullptr) return true;  // removing an absent key: nothing to do
 
   // Allocate everything first so that a failure leaves the index as it was.
-  CLuString* poKey = new CLuString(strKey);
+  CLuString* poKey = new (std::nothrow) CLuString(strKey);
+  // The copy's text buffer can fail as well as the object, leaving an
+  // empty string: a key must never be stored as anything but itself.
+  if (poKey != nullptr &&
+      strcmp(poKey->pszGetString(), strKey.pszGetString()) != 0) {
+    delete poKey;
+    poKey = nullptr;
+  }
   if (poKey == nullptr) return false;
   if (m_nCount == m_nCapacity) {
     uint64_t nNew = static_cast<uint64_t>(m_nCapacity) + kIndexGrowBy;
     SLuIndexEntry* paNew = nNew <= UINT32_MAX
-                               ? new SLuIndexEntry[static_cast<size_t>(nNew)]
+                               ? new (std::nothrow)
+                                     SLuIndexEntry[static_cast<size_t>(nNew)]
                                : nullptr;
     if (paNew == nullptr) {
       delete poKey;

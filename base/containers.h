@@ -11,12 +11,14 @@
 // CLuList<void>); everything that needs the complete string type lives in
 // containers.cpp or in template code that only touches T.
 //
-// Errors: nothing throws and nothing prints. The global operator new of this
-// framework may return null (the build uses -fcheck-new), and the containers
-// absorb that: a list append returns a null position, a compact-array append
-// is dropped, an index insert returns false, deque and sparse-array stores
-// return false. In every such case the container is left as it was (the one
-// deliberate exception is CLuList::NewNode, see there).
+// Errors: nothing throws and nothing prints. The global operators of this
+// framework may return null; the containers allocate with the non-throwing
+// forms (new (std::nothrow), and pLuResizeAllocation for the compact
+// array's pointer block), test every result and absorb a failure: a list
+// append returns a null position, a compact-array append is dropped, an
+// index insert returns false, deque and sparse-array stores return false.
+// In every such case the container is left as it was (the one deliberate
+// exception is CLuList::NewNode, see there).
 //
 // Thread safety: none of their own; a container shared between threads is
 // guarded by its owner's lock (the heap, the profiling manager).
@@ -30,6 +32,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <type_traits>
 
 class CLuString;
@@ -113,7 +116,7 @@ class CLuList {
   // one. Callers normally use posAddTail / posAddHead instead.
   SLuPosition* NewNode(T* po) {
     ++m_nCount;
-    SLuPosition* pos = new SLuPosition;
+    SLuPosition* pos = new (std::nothrow) SLuPosition;
     if (pos == nullptr) return nullptr;
     pos->poNext = nullptr;
     pos->poPrevious = nullptr;
@@ -231,6 +234,15 @@ class CLuList {
 };
 
 // ---------------------------------------------------------------------------
+// Resizes a raw allocation like realloc (p null allocates; the contents up
+// to the smaller size are kept, the block may move) through the same
+// failure path as the global operators: when the system allocator says no,
+// the global heap drops cached memory and asks again, up to five times.
+// Returns null when that fails too, and p then stays valid and unchanged.
+// nBytes 0 is taken as 1. Release with free. Defined in base/heap.cpp.
+void* pLuResizeAllocation(void* p, size_t nBytes);
+
+// ---------------------------------------------------------------------------
 // Growable array of element pointers, sortable with the standard qsort over
 // ppGetData() (each qsort argument is then a pointer to a T* slot). Grows by
 // a fixed step, not geometrically: its users know roughly how many elements
@@ -238,20 +250,23 @@ class CLuList {
 template <class T>
 class CLuCompactArray {
  public:
-  // Allocates nCapacity pointers at once (array new). If that allocation
-  // yields null the array starts with capacity 0 and grows on the first
-  // add. A step of 0 is taken as 1 (the step must never be 0).
+  // Allocates nCapacity pointers at once. If that allocation yields null
+  // the array starts with capacity 0 and grows on the first add. A step of
+  // 0 is taken as 1 (the step must never be 0).
   explicit CLuCompactArray(uint32_t nCapacity = 128, uint32_t nGrowBy = 128)
       : m_nCount(0),
         m_nCapacity(nCapacity),
         m_nGrowBy(nGrowBy ? nGrowBy : 1),
-        m_ppData(new T*[nCapacity]) {
+        m_ppData(nCapacity != 0 && nCapacity <= SIZE_MAX / sizeof(T*)
+                     ? static_cast<T**>(pLuResizeAllocation(
+                           nullptr, size_t(nCapacity) * sizeof(T*)))
+                     : nullptr) {
     if (m_ppData == nullptr) m_nCapacity = 0;
   }
   // Releases the pointer array and sets count and capacity to 0; the
   // elements are NOT deleted.
   virtual ~CLuCompactArray() {
-    delete[] m_ppData;
+    free(m_ppData);
     m_ppData = nullptr;
     m_nCount = 0;
     m_nCapacity = 0;
@@ -280,10 +295,12 @@ class CLuCompactArray {
   // by the array; may be null when the capacity is 0. Invalidated by growth.
   T** ppGetData() const { return m_ppData; }
 
-  // Appends po at the end. When the array is full it first grows to the next
-  // multiple of the step above the count (128 -> 256 with step 128; 150 ->
-  // 200 with step 100). If that allocation yields null the add is dropped
-  // and nothing changes (compare nGetCount() to detect it).
+  // Appends po at the end. When the array is full it first grows to
+  // (count + 2 x step - 1) rounded down to a multiple of the step: count +
+  // step when the count is a multiple of the step (128 -> 256 with step
+  // 128), one step more otherwise (150 -> 300 with step 100). If that
+  // allocation yields null the add is dropped and nothing changes (compare
+  // nGetCount() to detect it).
   void Add(T* po) {
     if (!bMakeRoom()) return;
     m_ppData[m_nCount++] = po;
@@ -293,7 +310,9 @@ class CLuCompactArray {
   // pointers up by one; grows like Add. Returns false and changes nothing
   // when i > nGetCount() or the growth allocation fails.
   bool bInsertAt(uint32_t i, T* po) {
-    if (i > m_nCount || !bMakeRoom()) return false;
+    // The count is tested again after growing: making room may have let the
+    // heap trim, and the heap's own arrays shrink while it does.
+    if (i > m_nCount || !bMakeRoom() || i > m_nCount) return false;
     memmove(m_ppData + i + 1, m_ppData + i, (m_nCount - i) * sizeof(T*));
     m_ppData[i] = po;
     ++m_nCount;
@@ -356,14 +375,16 @@ class CLuCompactArray {
   // capacity cannot grow within 32 bits).
   bool bMakeRoom() {
     if (m_nCount < m_nCapacity) return true;
-    uint64_t nNew =
-        (static_cast<uint64_t>(m_nCount) / m_nGrowBy + 1) * m_nGrowBy;
-    if (nNew > UINT32_MAX) nNew = UINT32_MAX;
-    if (nNew <= m_nCount) return false;
-    T** ppNew = new T*[static_cast<size_t>(nNew)];
+    uint64_t const nStep = m_nGrowBy;
+    uint64_t const nNew = (m_nCount + 2 * nStep - 1) / nStep * nStep;
+    if (nNew > UINT32_MAX || nNew <= m_nCount || nNew > SIZE_MAX / sizeof(T*))
+      return false;
+    // Resized rather than allocated anew and copied: the system allocator
+    // extends or remaps a large block in place, so a long frame list that
+    // grows by its fixed step does not copy all its pointers every step.
+    T** ppNew = static_cast<T**>(
+        pLuResizeAllocation(m_ppData, static_cast<size_t>(nNew) * sizeof(T*)));
     if (ppNew == nullptr) return false;
-    if (m_nCount) memcpy(ppNew, m_ppData, m_nCount * sizeof(T*));
-    delete[] m_ppData;
     m_ppData = ppNew;
     m_nCapacity = static_cast<uint32_t>(nNew);
     return true;
@@ -498,7 +519,7 @@ class CLuDeque {
   // Allocates nInitialCapacity slots at once; grows by nGrowBy slots (0 is
   // taken as 1). If the first allocation yields null the capacity is 0.
   explicit CLuDeque(uint32_t nInitialCapacity = 128, uint32_t nGrowBy = 128)
-      : m_ppBuffer(new T*[nInitialCapacity]),
+      : m_ppBuffer(new (std::nothrow) T*[nInitialCapacity]),
         m_nCapacity(nInitialCapacity),
         m_nGrowBy(nGrowBy ? nGrowBy : 1),
         m_nHead(0),
@@ -570,7 +591,7 @@ class CLuDeque {
     uint64_t nNew = static_cast<uint64_t>(m_nCapacity) + m_nGrowBy;
     if (nNew > UINT32_MAX) nNew = UINT32_MAX;
     if (nNew <= m_nCapacity) return false;
-    T** ppNew = new T*[static_cast<size_t>(nNew)];
+    T** ppNew = new (std::nothrow) T*[static_cast<size_t>(nNew)];
     if (ppNew == nullptr) return false;
     for (uint32_t i = 0; i < m_nCount; ++i) ppNew[i] = m_ppBuffer[nSlot(i)];
     delete[] m_ppBuffer;
@@ -597,7 +618,7 @@ class CLuSparseArray {
   // Room for nInitialCapacity slots, all null. If the allocation yields
   // null the capacity is 0.
   explicit CLuSparseArray(uint32_t nInitialCapacity = 128)
-      : m_ppData(new T*[nInitialCapacity]),
+      : m_ppData(new (std::nothrow) T*[nInitialCapacity]),
         m_nCapacity(nInitialCapacity),
         m_nSize(0) {
     if (m_ppData == nullptr)
@@ -635,7 +656,7 @@ class CLuSparseArray {
       uint64_t nNew = (static_cast<uint64_t>(i) / kGrowBy + 1) * kGrowBy;
       if (nNew > UINT32_MAX) nNew = UINT32_MAX;
       if (nNew <= i) return false;
-      T** ppNew = new T*[static_cast<size_t>(nNew)];
+      T** ppNew = new (std::nothrow) T*[static_cast<size_t>(nNew)];
       if (ppNew == nullptr) return false;
       if (m_nCapacity) memcpy(ppNew, m_ppData, m_nCapacity * sizeof(T*));
       delete[] m_ppData;

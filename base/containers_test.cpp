@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <new>
 #include <vector>
 
+#include "base/heap.h"
 #include "base/string.h"
 
 namespace {
@@ -101,9 +103,31 @@ static uint32_t nCapacityAfter(uint32_t nCapacity, uint32_t nStep,
 TEST(LuCompactArray, GrowsToTheNextMultipleOfTheStep) {
   EXPECT_EQ(128u, nCapacityAfter(128, 128, 128));
   EXPECT_EQ(256u, nCapacityAfter(128, 128, 129));
-  EXPECT_EQ(200u, nCapacityAfter(150, 100, 151));
+  // (count + 2 x step - 1) rounded down: one step more when the count is
+  // no multiple of the step.
+  EXPECT_EQ(300u, nCapacityAfter(150, 100, 151));
+  EXPECT_EQ(400u, nCapacityAfter(150, 100, 301));
   EXPECT_EQ(10u, nCapacityAfter(0, 10, 1));
   EXPECT_EQ(6u, nCapacityAfter(5, 0, 6));  // step 0 counts as 1
+}
+
+TEST(LuCompactArray, GrowthThatCannotBeHadDropsTheAdd) {
+  int a[3] = {0, 1, 2};
+  for (uint32_t nFailures : {5u, 6u}) {  // one try and five retries
+    SCOPED_TRACE(nFailures);
+    CLuCompactArray<int> array(2, 2);
+    array.Add(&a[0]);
+    array.Add(&a[1]);
+    LuSimulateAllocationFailures(nFailures);
+    array.Add(&a[2]);
+    LuSimulateAllocationFailures(0);
+    bool const bGrown = nFailures < 6;
+    EXPECT_EQ(bGrown ? 3u : 2u, array.nGetCount());
+    EXPECT_EQ(bGrown ? 4u : 2u, array.nGetCapacity());
+    EXPECT_EQ(&a[1], array.poGetAt(1));
+  }
+  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);  // the retries lowered it
+  poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
 }
 
 TEST(LuCompactArray, InsertAndRemoveShiftTheRest) {
@@ -168,6 +192,46 @@ TEST(LuIndex, NullElementRemovesOrDoesNothing) {
   ASSERT_EQ(1u, index.nGetCount());
   EXPECT_STREQ("b", index.poGetKeyAt(0)->pszGetString());
   EXPECT_EQ(nullptr, index.poRemoveAt(1));
+}
+
+TEST(LuIndex, InsertFailsWholeWhenTheKeyCopyCannotBeMade) {
+  // The global operators are the seam's only when no memory checker
+  // replaced them.
+  LuSimulateAllocationFailures(1);
+  delete new (std::nothrow) int;
+  bool const bOurs = g_oLuHeapTestSeam.nFailuresLeft.load() == 0;
+  LuSimulateAllocationFailures(0);
+  if (!bOurs) GTEST_SKIP() << "global operators replaced by a memory checker";
+
+  // Each failed allocation costs six system calls (one try, five retries).
+  struct {
+    char const* pszWhat;
+    uint32_t nPasses, nFailures;
+    bool bExpected;
+  } const aCases[] = {
+      {"object", 0, 6, false},
+      {"object and text", 0, 12, false},
+      {"text buffer, then its second chance", 1, 12, false},
+      {"text buffer only, the second chance succeeds", 1, 6, true},
+  };
+  int p = 1, q = 2;
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(o.pszWhat);
+    CLuIndex<int, true> index;
+    index.bSetAt("old", &p);
+    CLuString const strKey("key");
+    LuSimulateAllocationFailures(o.nFailures, o.nPasses);
+    bool const bResult = index.bSetAt(strKey, &q);
+    LuSimulateAllocationFailures(0);
+    EXPECT_EQ(o.bExpected, bResult);
+    EXPECT_EQ(o.bExpected ? 2u : 1u, index.nGetCount());
+    EXPECT_EQ(o.bExpected ? &q : nullptr, index.poGetAt(strKey));
+    EXPECT_EQ(&p, index.poGetAt("old"));
+    EXPECT_EQ(nullptr, index.poGetAt(""));  // never an empty key
+  }
+  // The retries took what the process holds as the allocation limit.
+  poLuGlobalHeap()->AllocateOnlyUpTo(0xFFFFFFFFu);
+  poLuGlobalHeap()->ReuseFreeBlocksUpTo(0);
 }
 
 TEST(LuIndex, ManyKeysStayFindable) {

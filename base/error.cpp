@@ -1,5 +1,7 @@
 #include "base/error.h"
 
+#include <new>
+
 namespace {
 
 // Room the sub-error queue starts with; chains are short, so it rarely grows.
@@ -249,7 +251,7 @@ CLuString CLuError::strAsPlainText(uint32_t nIndent, bool bNested) const {
 }
 
 CLuError* CLuError::poDuplicate() const {
-  return new CLuError(*this);
+  return new (std::nothrow) CLuError(*this);
 }
 
 CLuString CLuError::strWarningID() const {

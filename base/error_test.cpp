@@ -85,7 +85,7 @@ TEST(Error, CopiesAreDeepAndKeepDerivedSubErrors) {
   // Caught by value on purpose: one more copy of a chain whose original died
   // while the exception unwound.
 #pragma GCC diagnostic push
-#ifndef __clang__  // clang has no such warning, and -Werror rejects the name
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wcatch-value"
 #endif
   try {

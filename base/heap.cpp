@@ -13,7 +13,7 @@
 extern "C" void free(void*) noexcept __attribute__((noplt));
 #endif
 
-SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}};
+SLuHeapTestSeam g_oLuHeapTestSeam = {{0}, {0}, {0}, {0}};
 
 namespace {
 
@@ -29,14 +29,21 @@ uint32_t nLower(uint32_t n, uint32_t nBy) {
   return n > nBy ? n - nBy : 0;
 }
 
-// Consumes one simulated failure of the test seam, if one is left, and
-// notes whether the global heap's mutex is held at that moment.
-__attribute__((noinline, cold)) bool bSimulatedFailure() {
-  uint32_t n = g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed);
-  while (n != 0 && !g_oLuHeapTestSeam.nFailuresLeft.compare_exchange_weak(
-                       n, n - 1, std::memory_order_relaxed)) {
+// Takes one from an armed counter of the test seam; false when it is 0.
+bool bTakeOne(std::atomic<uint32_t>& rn) {
+  uint32_t n = rn.load(std::memory_order_relaxed);
+  while (n != 0 &&
+         !rn.compare_exchange_weak(n, n - 1, std::memory_order_relaxed)) {
   }
-  if (n == 0) return false;
+  return n != 0;
+}
+
+// Consumes one simulated failure of the test seam, if one is left (after
+// the calls it lets through first), and notes whether the global heap's
+// mutex is held at that moment.
+__attribute__((noinline, cold)) bool bSimulatedFailure() {
+  if (bTakeOne(g_oLuHeapTestSeam.nPassesLeft)) return false;
+  if (!bTakeOne(g_oLuHeapTestSeam.nFailuresLeft)) return false;
   CLuHeap* poHeap = poLuGlobalHeap();
   g_oLuHeapTestSeam.nLockCountAtFailure.store(
       poHeap ? poHeap->nGetLockCount() : 0, std::memory_order_relaxed);
@@ -53,7 +60,8 @@ std::atomic<void* (*)(size_t)> s_pfnSystemMalloc{malloc};
 // pending, then puts malloc back.
 void* pSeamMalloc(size_t nSize) {
   if (bSimulatedFailure()) return nullptr;
-  s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
+  if (g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) == 0)
+    s_pfnSystemMalloc.store(malloc, std::memory_order_relaxed);
   return malloc(nSize);
 }
 
@@ -73,6 +81,17 @@ inline void* pSystemAllocAligned(size_t nSize, size_t nAlignment) {
   if (nAlignment < sizeof(void*)) nAlignment = sizeof(void*);
   void* p = nullptr;
   return posix_memalign(&p, nAlignment, nSize) == 0 ? p : nullptr;
+}
+
+// realloc behind the test seam (one predictable branch, like the aligned
+// forms).
+inline void* pSystemResize(void* p, size_t nSize) {
+  if (__builtin_expect(
+          g_oLuHeapTestSeam.nFailuresLeft.load(std::memory_order_relaxed) != 0,
+          0) &&
+      bSimulatedFailure())
+    return nullptr;
+  return realloc(p, nSize);
 }
 
 // Holds the heap's mutex for one operation and releases it when the
@@ -163,7 +182,24 @@ CLuHeap* poLuGlobalHeap() {
   return s_bGlobalHeapAlive ? &g_oGlobalHeap : nullptr;
 }
 
-void LuSimulateAllocationFailures(uint32_t nFailures) {
+void* pLuResizeAllocation(void* p, size_t nBytes) {
+  if (nBytes == 0) nBytes = 1;  // realloc would free p and say null
+  void* pNew = pSystemResize(p, nBytes);
+  if (__builtin_expect(pNew != nullptr, 1)) return pNew;
+  // The failure path of the operators, with realloc in place of malloc; a
+  // failed realloc leaves p as it was.
+  CLuHeap* poHeap = poLuGlobalHeap();
+  if (poHeap == nullptr) return nullptr;
+  CHeapLock oLock(*poHeap);
+  for (int i = 0; i < CLuHeap::kRetries && pNew == nullptr; ++i) {
+    poHeap->DeleteBlocksAboveLimit(nBytes, true);
+    pNew = pSystemResize(p, nBytes);
+  }
+  return pNew;
+}
+
+void LuSimulateAllocationFailures(uint32_t nFailures, uint32_t nPassesFirst) {
+  g_oLuHeapTestSeam.nPassesLeft.store(nFailures ? nPassesFirst : 0);
   g_oLuHeapTestSeam.nFailuresLeft.store(nFailures);
   s_pfnSystemMalloc.store(nFailures ? pSeamMalloc : malloc);
 }
@@ -342,8 +378,9 @@ void CLuHeap::DeleteBlocksAboveLimit(size_t nExtra, bool bRecompute) {
   uint64_t nSum = nWanted + nOutside + m_nBytesInUse;
   if (nSum <= m_nAllocationLimit) return;
   uint64_t nExcess = nSum - m_nAllocationLimit;
-  // Blocks that large allocators release now must really go.
-  bool bReuseBefore = m_bReuse;
+  // Blocks that large allocators release now must really go. Afterwards
+  // reuse is on again, also when this ran inside an allocator's release
+  // (a nested trim switches it on before the outer round ends).
   m_bReuse = false;
   for (uint32_t i = 0; nExcess != 0 && i < m_oLargeAllocators.nGetCount();
        ++i) {
@@ -356,7 +393,7 @@ void CLuHeap::DeleteBlocksAboveLimit(size_t nExtra, bool bRecompute) {
                          : 0;
     nExcess -= nFell < nExcess ? nFell : nExcess;
   }
-  m_bReuse = bReuseBefore;
+  m_bReuse = true;
 }
 
 void CLuHeap::DeleteFreeBlocks(uint64_t nNeed) {
@@ -418,7 +455,7 @@ void* CLuHeap::pReallocate(void* pUser, size_t nSize, bool bKeepContents) {
     DeleteBlocksAboveLimit(nNeeded, false);
     void* pRaw = pInternalAlloc(nNeeded, false);
     if (pRaw == nullptr) return nullptr;
-    poBlock = new CBlock(nNeeded, pRaw);
+    poBlock = new (std::nothrow) CBlock(nNeeded, pRaw);
     if (poBlock == nullptr) {
       free(pRaw);
       return nullptr;
@@ -477,7 +514,7 @@ CLuHeap::CBlockList* CLuHeap::poGetListForSize(uint32_t nSize, bool bCreate) {
   CBlockList* poList = m_oFreeLists.poGetAt(i);
   if (poList && poList->nSizeClass == nClass) return poList;
   if (!bCreate) return nullptr;
-  poList = new CBlockList(nClass);
+  poList = new (std::nothrow) CBlockList(nClass);
   if (poList == nullptr) return nullptr;
   if (!m_oFreeLists.bInsertAt(i, poList)) {
     delete poList;

@@ -9,10 +9,13 @@
 // yields null does it take the global heap's mutex and call pInternalAlloc
 // (or pInternalAllocAligned), which drops cached memory and asks again up to
 // five times. After six failures in a row the result is null: every form
-// may return null, the throwing forms included, and the whole project is
-// built with -fcheck-new so that a new-expression whose allocation yields
-// null calls no constructor and yields null itself. Every release form calls
-// free (null allowed), which matches every allocation form above.
+// may return null, the throwing forms included. Code that absorbs a failed
+// allocation therefore allocates with the non-throwing forms (new
+// (std::nothrow) T), which take this same path and for which a null result
+// runs no constructor, whatever the compiler. Every release form calls free
+// (null allowed), which matches every allocation form above, and
+// pLuResizeAllocation (base/containers.h) resizes such a block through the
+// same failure path.
 //
 // CLuHeap also keeps a block cache: 64-byte-aligned blocks handed out by
 // pReallocate, kept after release in free lists by 8 KiB size class so that
@@ -278,18 +281,23 @@ CLuHeap* poLuGlobalHeap();
 
 // Test seam of the system allocator behind the global operators and
 // CLuHeap: the next nFailures calls of malloc or posix_memalign (from the
-// operators or a heap) fail instead. 0 disarms it. Production code never
+// operators or a heap) fail instead, after nPassesFirst calls that are let
+// through (so that a test can fail the second allocation of an operation
+// and not its first). 0 failures disarms it. Production code never
 // calls this; the plain operators reach malloc through a pointer that this
 // switches, so the seam adds no branch to their normal path (the aligned
 // forms pay one predictable branch). Not meant to race with allocations on
 // other threads.
-void LuSimulateAllocationFailures(uint32_t nFailures);
+void LuSimulateAllocationFailures(uint32_t nFailures,
+                                  uint32_t nPassesFirst = 0);
 
 // What the seam observed; written by the heap, read by tests.
 struct SLuHeapTestSeam {
   // Simulated failures still to come (set by LuSimulateAllocationFailures,
   // counted down by each failed call).
   std::atomic<uint32_t> nFailuresLeft;
+  // Calls still to be let through before the failures begin.
+  std::atomic<uint32_t> nPassesLeft;
   // Times any CLuHeap took its mutex, counted on the locked paths only.
   std::atomic<uint32_t> nLocksTaken;
   // The global heap's mutex count (0 = free) seen at the last simulated

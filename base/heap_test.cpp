@@ -53,6 +53,14 @@ class CBlockHolder : public CLuHeap::CLargeAllocator {
   void ReleaseMemory(uint32_t nBytes) override {
     vnAsked.push_back(nBytes);
     bReuseSeen = poOwner->bIsReusingBlocks();
+    if (bAllocateFirst) {
+      // A client that needs a block while it gives memory back: the heap
+      // trims again inside this call.
+      bAllocateFirst = false;
+      void* p = poOwner->pReallocate(nullptr, 1000, true);
+      bReuseAfterNested = poOwner->bIsReusingBlocks();
+      poOwner->pReallocate(p, 0, false);
+    }
     for (void* p : vpBlocks) poOwner->pReallocate(p, 0, false);
     vpBlocks.clear();
   }
@@ -60,6 +68,8 @@ class CBlockHolder : public CLuHeap::CLargeAllocator {
   std::vector<void*> vpBlocks;
   std::vector<uint32_t> vnAsked;
   bool bReuseSeen = true;
+  bool bAllocateFirst = false;
+  bool bReuseAfterNested = false;
 };
 
 }  // namespace
@@ -108,9 +118,9 @@ TEST_F(LuHeapFailure, SixFailuresInARowGiveNull) {
     EXPECT_EQ(nFailures == 7 ? 1u : 0u, g_oLuHeapTestSeam.nFailuresLeft.load());
     free(p);  // the system allocator's block, whatever the form
   }
-  // A new-expression that gets null runs no constructor.
+  // A non-throwing new-expression that gets null runs no constructor.
   LuSimulateAllocationFailures(6);
-  SConstructed* po = new SConstructed;
+  SConstructed* po = new (std::nothrow) SConstructed;
   EXPECT_EQ(nullptr, po);
   EXPECT_EQ(0, g_iConstructed);
 }
@@ -243,4 +253,24 @@ TEST(LuHeap, LargeAllocatorsReleaseTheExcessLargestRankingFirst) {
   oHeap.RemoveLargeAllocator(&oHigh);
   EXPECT_EQ(&oLow, oHeap.poGetLargeAllocatorAt(0));
   oHeap.RemoveLargeAllocator(&oLow);
+}
+
+TEST(LuHeap, ReuseIsOnAgainAfterEveryTrimThatAskedLargeAllocators) {
+  CLuHeap oHeap;
+  CBlockHolder oHolder(&oHeap, 1);
+  for (int i = 0; i < 3; ++i)
+    oHolder.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
+  oHolder.bAllocateFirst = true;
+  oHeap.AddLargeAllocator(&oHolder);
+  uint64_t nInBlocks = oHeap.nGetBytesInUse();
+  uint64_t nSystem = static_cast<uint64_t>(CLuHeap::ipAllocatedSystem());
+  oHeap.AllocateOnlyUpTo(
+      static_cast<uint32_t>(std::max(nSystem, nInBlocks) - 3000));
+  // Asked twice: by the trim, then by the one its own allocation caused,
+  // which switched reuse on again while the first was still running.
+  EXPECT_EQ(2u, oHolder.vnAsked.size());
+  EXPECT_FALSE(oHolder.bReuseSeen);
+  EXPECT_TRUE(oHolder.bReuseAfterNested);
+  EXPECT_TRUE(oHeap.bIsReusingBlocks());
+  oHeap.RemoveLargeAllocator(&oHolder);
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "base/containers.h"
 
@@ -66,7 +67,7 @@ CLuString::~CLuString() {
 
 void CLuString::Construct(uint32_t n) {
   if (n == 0xFFFFFFFFu) n = 0xFFFFFFFEu;  // n + 1 must fit 32 bits
-  char* psz = new char[n + 1];
+  char* psz = new (std::nothrow) char[n + 1];
   if (!psz) {
     Empty();
     return;
@@ -92,7 +93,7 @@ bool CLuString::bDoReallocate(uint32_t nSize, bool bKeep) {
   if (nNew < nSize) nNew = nSize;
   if (nNew < 32) nNew = 32;
   if (nNew > 0xFFFFFFFFu) nNew = 0xFFFFFFFFu;
-  char* psz = new char[nNew];
+  char* psz = new (std::nothrow) char[nNew];
   if (!psz) return false;
   uint32_t nKeep = m_nLength;
   if (nKeep > nNew - 1) nKeep = uint32_t(nNew - 1);
@@ -138,9 +139,10 @@ void CLuString::Assign(char const* psz, uint32_t n) {
     return;
   }
   if (bIsInside(psz)) {
-    // Our own text (or a tail of it): copy forwards towards the buffer
-    // start, which never overtakes the source.
-    uint32_t nAvail = uint32_t(strlen(psz));
+    // Our own text (or a tail of it): growing first would free the source,
+    // so copy forwards towards the buffer start, which never overtakes it.
+    uint32_t const nAvail =
+        uint32_t(strnlen(psz, size_t(m_pszBuffer + m_nCapacity - psz)));
     if (n > nAvail) n = nAvail;
     memmove(m_pszBuffer, psz, n);
     m_pszData = m_pszBuffer;
@@ -149,9 +151,11 @@ void CLuString::Assign(char const* psz, uint32_t n) {
     return;
   }
   m_pszData = m_pszBuffer;
-  if (n == 0xFFFFFFFFu) n = uint32_t(strlen(psz));
-  // Do not size a buffer for a huge count the source does not have.
-  if (n > 0xFFFFu) n = uint32_t(strnlen(psz, n));
+  if (n == 0xFFFFFFFFu) {
+    size_t const nText = strlen(psz);
+    n = nText < 0xFFFFFFFFu ? uint32_t(nText) : 0xFFFFFFFEu;  // n + 1 fits
+  }
+  // The buffer is sized from n, whatever the source holds.
   if (!bDoReallocate(n + 1, true)) {
     // Keep what fits rather than nothing.
     n = m_nCapacity - 1;
@@ -167,35 +171,40 @@ void CLuString::Assign(char const* psz, uint32_t n) {
 
 void CLuString::Append(char const* psz, uint32_t n) {
   if (!psz) return;
-  if (n > 0xFFFFFFFEu) n = uint32_t(strlen(psz));
+  if (n > 0xFFFFFFFEu) {
+    size_t const nText = strlen(psz);
+    n = nText < 0xFFFFFFFFu ? uint32_t(nText) : 0xFFFFFFFEu;
+  }
   if (n == 0) return;
   if (bIsInside(psz)) {
-    // Growing may move or free our buffer: append from a copy.
-    CLuString strCopy(psz, n);
-    DoAppend(strCopy.m_pszData, strCopy.m_nLength);
+    // Growing may move or free our buffer: append from a copy of the n
+    // bytes (NULs included), taken no further than the buffer's end.
+    uint32_t const nInBuffer = uint32_t(m_pszBuffer + m_nCapacity - psz);
+    if (n > nInBuffer) n = nInBuffer;
+    CLuString strCopy;
+    if (!strCopy.bDoReallocate(n + 1, false)) return;
+    memcpy(strCopy.m_pszData, psz, n);
+    strCopy.m_pszData[n] = '\0';
+    DoAppend(strCopy.m_pszData, n);
     return;
   }
   DoAppend(psz, n);
 }
 
 void CLuString::DoAppend(char const* psz, uint32_t n) {
-  // Callers pass kLuStringAll or the exact length of the source. A source
-  // that ends sooner (a NUL within n characters) is never read past its
-  // NUL, and a huge count is not sized for characters it does not have.
-  if (n > 0xFFFFu) n = uint32_t(strnlen(psz, n));
-  uint64_t const nSize = uint64_t(n) + m_nLength + 1;
-  if (nSize > 0xFFFFFFFFu) n = 0xFFFFFFFEu - m_nLength;
+  // Callers pass kLuStringAll or the exact length of the source: exactly n
+  // bytes are copied, NULs included.
+  if (uint64_t(n) + m_nLength + 1 > 0xFFFFFFFFu) n = 0xFFFFFFFEu - m_nLength;
   if (!bDoReallocate(n + m_nLength + 1, true)) {
     // Copy what still fits behind the text.
     uint32_t const nRoom =
         m_nCapacity - 1 - uint32_t(m_pszData - m_pszBuffer) - m_nLength;
     if (n > nRoom) n = nRoom;
   }
-  // The copy stops at a NUL in the source. With an exact length this only
-  // happens for a source holding a NUL, whose text then ends there (for an
-  // empty string this is the early stop of the copy loop; a longer string
-  // keeps no NUL inside its text either).
-  uint32_t const nCopy = uint32_t(strnlen(psz, n));
+  // The copy's early stop tests the character at the copy index counted
+  // from the start of the string; that only ever fires for an empty string,
+  // whose text then ends at the source's first NUL.
+  uint32_t const nCopy = m_nLength == 0 ? uint32_t(strnlen(psz, n)) : n;
   char* pszDest = m_pszData + m_nLength;
   memcpy(pszDest, psz, nCopy);
   pszDest[nCopy] = '\0';
@@ -511,7 +520,8 @@ void CLuString::NormalizeLineEnds(int iMode) {
     else
       nExtra++;
   }
-  if (nExtra == 0) return;
+  // No early return when nothing needs to grow: an LF CR pair still becomes
+  // CR LF in the pass below.
   if (uint64_t(nLen) + nExtra + 1 > 0xFFFFFFFFu ||
       !bDoReallocate(nLen + nExtra + 1, true))
     return;  // no memory: leave the text as it was
@@ -567,29 +577,34 @@ bool CLuString::bReadFromFile(CLuString strPath, bool bRawBytes) {
     fclose(pFile);
     return false;
   }
-  bool bOk = true;
-  if (fseek(pFile, 0, SEEK_END) == 0) {
-    long const lSize = ftell(pFile);
+  // off_t with fseeko/ftello: positions past 2 GiB on a 32-bit build too.
+  // A stream whose end cannot be found (a FIFO) counts as size unknown.
+  off_t nSize = -1;
+  if (fseeko(pFile, 0, SEEK_END) == 0) {
+    nSize = ftello(pFile);
     rewind(pFile);
-    if (lSize > 0 && lSize < 0xFFFFFFFFL) {
-      char* psz = pszGetBuffer(uint32_t(lSize));
+  }
+  clearerr(pFile);
+  bool bOk = true;
+  if (nSize > 0) {
+    if (uint64_t(nSize) >= 0xFFFFFFFFu) {
+      bOk = false;  // more than a string can hold: leave it as it was
+    } else {
+      char* psz = pszGetBuffer(uint32_t(nSize));
       if (!psz) {
         bOk = false;
       } else {
-        size_t const nRead = fread(psz, 1, size_t(lSize), pFile);
+        // Terminated behind what was really read, should the file have
+        // shrunk meanwhile: never behind bytes nobody wrote.
+        size_t const nRead = fread(psz, 1, size_t(nSize), pFile);
         psz[nRead] = '\0';
         ReleaseBuffer();
       }
-    } else if (lSize >= 0xFFFFFFFFL) {
-      bOk = false;  // more than a string can hold
-    } else {
-      Empty();
     }
-  } else {
-    // A stream of unknown size: start from an empty string.
-    clearerr(pFile);
+  } else if (nSize == 0) {
     Empty();
   }
+  // Size unknown: the old contents stay and the stream is appended to them.
   if (bOk) {
     // Whatever follows (streams whose size is not known up front).
     char acPiece[1024];

@@ -104,12 +104,15 @@ class CLuString {
   // ---- assignment and appending ------------------------------------------
 
   // Replaces the text by up to n characters of psz (kLuStringAll: up to its
-  // NUL; an embedded NUL ends the copy early). Null makes the string empty.
-  // psz may point into this string.
+  // NUL; an embedded NUL ends the copy early). The buffer is sized for n
+  // characters first (Reallocate(n + 1, true)), however short the source.
+  // Null makes the string empty. psz may point into this string.
   void Assign(char const* psz, uint32_t n = kLuStringAll);
-  // Appends n characters of psz (kLuStringAll: up to its NUL); pass either
-  // kLuStringAll or the exact length of the source. Null does nothing. psz
-  // may point into this string.
+  // Appends exactly n bytes of psz (kLuStringAll: up to its NUL), NULs
+  // included, and the length grows by n: pass either kLuStringAll or the
+  // exact length of the source, which must hold n readable bytes. Only an
+  // empty string stops at a NUL of the source (its text then ends there).
+  // Null does nothing. psz may point into this string.
   void Append(char const* psz, uint32_t n = kLuStringAll);
 
   CLuString& operator=(CLuString const& str);

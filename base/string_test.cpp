@@ -1,13 +1,16 @@
 #include "base/string.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <memory>
 #include <string>
+#include <thread>
 
 #include "base/containers.h"
 
@@ -64,17 +67,44 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   str.Append(str.pszGetString());
   EXPECT_STREQ("cdefcdef", str.pszGetString());
   for (int i = 0; i < 4; i++) str += str;  // forces reallocations
-  CLuString const& strSame = str;  // a reference: compilers flag "str = str"
-  str = strSame;
+  CLuString const& strSame = str;
+  str = strSame;  // self-assignment changes nothing
   EXPECT_EQ(128u, str.nGetLength());
-  str.Assign("abc\0def", 7);  // an embedded NUL ends the copy
-  EXPECT_EQ(3u, str.nGetLength());
+  str = "abc";
   EXPECT_STREQ("xabc!", ("x" + str + '!').pszGetString());
   EXPECT_EQ(4u, CLuString(str).nGetCapacity());  // sized for the known text
-  // A count beyond the source's NUL never reads past it.
-  std::unique_ptr<char[]> pacSource(new char[3]{'a', 'b', '\0'});
-  str.Append(pacSource.get(), 10);
-  EXPECT_STREQ("abcab", str.pszGetString());
+  str.Append("\0d", 2);
+  str += str;  // own text with a NUL inside: all of it
+  EXPECT_EQ(std::string("abc\0dabc\0d", 10),
+            std::string(str.pszGetString(), str.nGetLength()));
+}
+
+TEST(StringAssign, AssignStopsAtANulAppendCopiesExactlyNBytes) {
+  struct {
+    char const* pszStart;
+    bool bAppend;
+    std::string strSource;  // may hold NULs
+    uint32_t n;
+    std::string strExpected;  // the bytes up to the length
+    uint32_t nCapacity;
+  } const aCases[] = {
+      {"x", false, std::string("abc\0def", 7), 7, "abc", 33},
+      {"x", false, "abc", 70000, "abc", 70001},  // sized from n all the same
+      {"ab", true, std::string("c\0d", 3), 3, std::string("abc\0d", 5), 33},
+      {"", true, std::string("c\0d", 3), 3, "c", 33},  // the early stop
+      {"ab", true, "cd", kLuStringAll, "abcd", 33},
+  };
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(testing::Message() << o.pszStart << (o.bAppend ? " + " : " = ")
+                                    << o.strSource << ", " << o.n);
+    CLuString str(o.pszStart);
+    if (o.bAppend)
+      str.Append(o.strSource.c_str(), o.n);
+    else
+      str.Assign(o.strSource.c_str(), o.n);
+    EXPECT_EQ(o.strExpected, std::string(str.pszGetString(), str.nGetLength()));
+    EXPECT_EQ(o.nCapacity, str.nGetCapacity());
+  }
 }
 
 // ---- searching and pieces --------------------------------------------------
@@ -245,20 +275,27 @@ TEST(StringTrim, TruncateWhiteSpaceRemovesSetCharactersAtBothEnds) {
   EXPECT_EQ("a", strTrimmed("xax", "x"));
 }
 
-// The normalized text; its length must agree with the stored one.
-std::string strNormalized(char const* psz, int iMode) {
-  CLuString str(psz);
-  str.NormalizeLineEnds(iMode);
-  EXPECT_EQ(strlen(str.pszGetString()), str.nGetLength());
-  return str.pszGetString();
-}
-
 TEST(StringLineEnds, NormalizeToLFAndToCRLF) {
-  EXPECT_EQ("a\r\nb\r\nc\r\nd", strNormalized("a\nb\r\nc\rd", 2));
-  EXPECT_EQ("\r\n\r\n", strNormalized("\n\r\n", 2));
-  EXPECT_EQ("\r\n\r\n", strNormalized("\r\r", 5));
-  EXPECT_EQ("a\nb\nc\nd", strNormalized("a\r\nb\rc\n\rd", 0));
-  EXPECT_EQ("a\nb\nc\nd", strNormalized("a\r\nb\rc\n\rd", 1));
+  struct {
+    char const* psz;
+    int iMode;
+    char const* pszExpected;
+  } const aCases[] = {
+      {"a\nb\r\nc\rd", 2, "a\r\nb\r\nc\r\nd"},
+      {"\n\r\n", 2, "\r\n\r\n"},
+      {"\r\r", 5, "\r\n\r\n"},
+      // Nothing needs an extra character, yet the pair is turned round.
+      {"x\n\ry", 2, "x\r\ny"},
+      {"a\r\nb\rc\n\rd", 0, "a\nb\nc\nd"},
+      {"a\r\nb\rc\n\rd", 1, "a\nb\nc\nd"},
+  };
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(testing::Message() << o.iMode << ": " << o.pszExpected);
+    CLuString str(o.psz);
+    str.NormalizeLineEnds(o.iMode);
+    EXPECT_STREQ(o.pszExpected, str.pszGetString());
+    EXPECT_EQ(strlen(o.pszExpected), str.nGetLength());
+  }
 }
 
 TEST(StringReplace, ReplaceSubstringsCharactersAndLayout) {
@@ -387,20 +424,46 @@ class StringFile : public ::testing::Test {
   std::string m_strDir = "/tmp/lu_string_test_XXXXXX";
 };
 
-TEST_F(StringFile, ReadsTextAndRawBytes) {
-  std::string strPath = strWrite("t.txt", "a\r\nb\rc\n", 7);
+TEST_F(StringFile, ReadsFilesAndStreamsOfUnknownSize) {
+  struct {
+    char const* pszName;
+    std::string strBytes;
+    bool bFifo, bRawBytes;
+    char const* pszExpected;  // read into a string holding "old"
+  } const aCases[] = {
+      {"t.txt", "a\r\nb\rc\n", false, false, "a\nb\nc\n"},
+      {"t.bin", "a\r\nb\rc\n", false, true, "a\r\nb\rc\n"},
+      {"n.bin", std::string("ab\0cd", 5), false, true, "ab"},  // to the NUL
+      {"e.txt", "", false, false, ""},
+      // No size to be found: appended to what the string held.
+      {"fifo", "x\r\ny", true, false, "oldx\ny"},
+  };
+  for (auto const& o : aCases) {
+    SCOPED_TRACE(o.pszName);
+    std::string const strPath = m_strDir + "/" + o.pszName;
+    std::thread oWriter;
+    if (o.bFifo) {
+      ASSERT_EQ(0, mkfifo(strPath.c_str(), 0600));
+      oWriter = std::thread([&] {
+        int const iFile = open(strPath.c_str(), O_WRONLY);  // waits for us
+        EXPECT_EQ(ssize_t(o.strBytes.size()),
+                  write(iFile, o.strBytes.data(), o.strBytes.size()));
+        close(iFile);
+      });
+    } else {
+      strWrite(o.pszName, o.strBytes.data(), o.strBytes.size());
+    }
+    CLuString str("old");
+    EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), o.bRawBytes));
+    if (oWriter.joinable()) oWriter.join();
+    EXPECT_STREQ(o.pszExpected, str.pszGetString());
+  }
   CLuString str;
-  EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), false));
-  EXPECT_STREQ("a\nb\nc\n", str.pszGetString());
+  std::string strPath = m_strDir + "/t.bin";
   for (char& c : strPath)
     if (c == '/') c = '\\';  // backslashed paths are accepted
   EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), true));
   EXPECT_STREQ("a\r\nb\rc\n", str.pszGetString());
-
-  EXPECT_TRUE(str.bReadFromFile(strWrite("n.bin", "ab\0cd", 5).c_str(), true));
-  EXPECT_STREQ("ab", str.pszGetString());  // the text stops at the NUL
-  EXPECT_TRUE(str.bReadFromFile(strWrite("e.txt", "", 0).c_str()));
-  EXPECT_TRUE(str.bIsEmpty());
   str = "old";
   EXPECT_FALSE(str.bReadFromFile((m_strDir + "/missing").c_str()));
   EXPECT_FALSE(str.bReadFromFile(m_strDir.c_str()));  // a folder

@@ -4,13 +4,18 @@
 // standard library's own operators, which this binary overrides and which
 // dlsym(RTLD_NEXT, ...) still finds. Sizes: 16 and 64 bytes (small), 1,024
 // and 8,192 bytes (medium). Each runs as a single pair and as a batch of 64
-// live allocations released in allocation order.
+// live allocations released in allocation order. The framework allocates
+// with the non-throwing forms, which take the same path. Last, the growth
+// of a long pointer array through pLuResizeAllocation.
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <new>
 
+#include "base/containers.h"
 #include "base/heap.h"
 
 namespace {
@@ -61,7 +66,7 @@ void BM_LibraryNewDeleteBatch(benchmark::State& oState) {
 void BM_NewDelete(benchmark::State& oState) {
   size_t nSize = static_cast<size_t>(oState.range(0));
   for (auto _ : oState) {
-    char* p = new char[nSize];
+    char* p = new (std::nothrow) char[nSize];
     benchmark::DoNotOptimize(p);
     delete[] p;
   }
@@ -81,7 +86,7 @@ void BM_NewDeleteBatch(benchmark::State& oState) {
   char* ap[kBatch];
   for (auto _ : oState) {
     for (int i = 0; i < kBatch; ++i) {
-      ap[i] = new char[nSize];
+      ap[i] = new (std::nothrow) char[nSize];
       benchmark::DoNotOptimize(ap[i]);
     }
     for (int i = 0; i < kBatch; ++i) delete[] ap[i];
@@ -112,7 +117,7 @@ struct SNode {
 
 void BM_NewDeleteObject(benchmark::State& oState) {
   for (auto _ : oState) {
-    SNode* po = new SNode;
+    SNode* po = new (std::nothrow) SNode;
     benchmark::DoNotOptimize(po);
     delete po;
   }
@@ -126,8 +131,49 @@ void BM_MallocFreeObject(benchmark::State& oState) {
   }
 }
 
+// A frame list of 200,000 entries growing by its fixed step of 128, as
+// CLuCompactArray grows it (the pointer block resized in place where the
+// system allocator can), against allocating each larger block anew and
+// copying every pointer over, which makes the growth quadratic.
+constexpr uint32_t kFrames = 200000;
+constexpr uint32_t kStep = 128;
+
+void BM_CompactArrayGrowsByStep(benchmark::State& oState) {
+  int i = 0;
+  for (auto _ : oState) {
+    CLuCompactArray<int> array(kStep, kStep);
+    for (uint32_t n = 0; n < kFrames; ++n) array.Add(&i);
+    benchmark::DoNotOptimize(array.ppGetData());
+  }
+  oState.SetItemsProcessed(oState.iterations() * kFrames);
+}
+
+void BM_CopyingGrowthByStep(benchmark::State& oState) {
+  int i = 0;
+  for (auto _ : oState) {
+    uint32_t nCapacity = kStep, nCount = 0;
+    int** ppData = new (std::nothrow) int*[nCapacity];
+    for (uint32_t n = 0; n < kFrames && ppData; ++n) {
+      if (nCount == nCapacity) {
+        int** ppNew = new (std::nothrow) int*[nCapacity + kStep];
+        if (ppNew) memcpy(ppNew, ppData, nCount * sizeof(int*));
+        delete[] ppData;
+        ppData = ppNew;
+        nCapacity += kStep;
+        if (!ppData) break;
+      }
+      ppData[nCount++] = &i;
+    }
+    benchmark::DoNotOptimize(ppData);
+    delete[] ppData;
+  }
+  oState.SetItemsProcessed(oState.iterations() * kFrames);
+}
+
 }  // namespace
 
+BENCHMARK(BM_CompactArrayGrowsByStep)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CopyingGrowthByStep)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NewDelete)->Arg(16)->Arg(64)->Arg(1024)->Arg(8192);
 BENCHMARK(BM_MallocFree)->Arg(16)->Arg(64)->Arg(1024)->Arg(8192);
 BENCHMARK(BM_NewDeleteBatch)->Arg(16)->Arg(64)->Arg(1024)->Arg(8192);

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <new>
 
 #include "base/string.h"
 
@@ -30,7 +31,11 @@ BENCHMARK(BM_AppendOneByteAtATime)
 // listing of a long sequence would.
 void BM_WildCardOver100000Names(benchmark::State& state) {
   uint32_t const nNames = 100000;
-  CLuString* pstrNames = new CLuString[nNames];
+  CLuString* pstrNames = new (std::nothrow) CLuString[nNames];
+  if (pstrNames == nullptr) {
+    state.SkipWithError("no memory for the names");
+    return;
+  }
   for (uint32_t i = 0; i < nNames; i++)
     pstrNames[i].Format("plate_%s.%07u.%s", i % 3 ? "main" : "alt", i,
                         i % 5 ? "dpx" : "tif");
