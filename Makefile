@@ -63,6 +63,11 @@ fuzz:
 install: build
 	cmake --install $(BUILD) $(if $(PREFIX),--prefix $(PREFIX),)
 
+# $(BUILD)/chronex_<version>_<arch>.deb: the program and its manual page.
+.PHONY: package
+package: build
+	cd $(BUILD) && cpack -G DEB
+
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
