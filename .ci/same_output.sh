@@ -39,7 +39,7 @@ n=0
 for c in "${cases[@]}"; do
   n=$((n + 1))
   for side in a b; do
-    rm -rf "$work/$side"
+    rm -rf "${work:?}/$side"
     cp -a "$work/seq" "$work/$side"
     bin=$(cd "$([ $side = a ] && echo "$a" || echo "$b")/$rel" &&
       pwd)/chronex

@@ -113,19 +113,19 @@ kind() {
 # write from there) and whether the header block has already gone out.
 declare -a nth side after_write
 declare -A count
-cur_side=read
+cur_side="read"
 written=0
 opens=0
 for i in "${!calls[@]}"; do
   c=${calls[$i]}
   count[$c]=$((${count[$c]:-0} + 1))
-  nth[$i]=${count[$c]}
+  nth[i]=${count[$c]}
   if [ "$(kind "$c")" = open ]; then
     opens=$((opens + 1))
-    [ $opens -ge 2 ] && cur_side=write
+    [ $opens -ge 2 ] && cur_side="write"
   fi
-  side[$i]=$cur_side
-  after_write[$i]=$written
+  side[i]=$cur_side
+  after_write[i]=$written
   [ "$(kind "$c")" = write ] && written=1
 done
 
