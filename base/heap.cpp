@@ -431,6 +431,8 @@ void* CLuHeap::pReallocate(void* pUser, size_t nSize, bool bKeepContents) {
     FreeBlock(poOld);
     return nullptr;
   }
+  // The block size is 32 bits: a larger request would wrap to a small
+  // block that the caller then overruns.
   if (nSize > UINT32_MAX - kBlockOverhead) return nullptr;
   if (poOld && !bKeepContents) {
     FreeBlock(poOld);
@@ -467,7 +469,9 @@ void* CLuHeap::pReallocate(void* pUser, size_t nSize, bool bKeepContents) {
   if (poBlock->posInUse) m_nBytesInUse += poBlock->nSize;
 
   if (poOld) {
-    // Copy no further than the end of the old raw allocation.
+    // Copy no further than the end of the old raw allocation: the old
+    // block's size also counts the slack in front of its user pointer, so
+    // that many bytes from the user pointer would read past the allocation.
     uint32_t nUsable = poOld->nGetUsableBytes();
     memcpy(poBlock->pUser, poOld->pUser, nSize < nUsable ? nSize : nUsable);
     FreeBlock(poOld);
@@ -527,6 +531,9 @@ void CLuHeap::DeleteList(CBlockList* poList) {
   int32_t i = m_oFreeLists.iFind(poList);
   if (poList == nullptr || i < 0) return;
   m_oFreeLists.poRemoveAt(static_cast<uint32_t>(i));
+  // Normally the list is empty. Blocks still in it (the destructor hands
+  // over full lists) are destroyed here: deleting the list alone would leak
+  // them and leave the bytes in free blocks counting blocks no list holds.
   while (!poList->bIsEmpty()) {
     CBlock* poBlock = poList->poRemoveHead();
     m_nBytesInFreeBlocks = nLower(m_nBytesInFreeBlocks, poBlock->nSize);

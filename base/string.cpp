@@ -385,6 +385,8 @@ int32_t CLuString::iReverseFind(char c, uint32_t nStart) const {
 
 CLuString CLuString::strMid(uint32_t nStart, uint32_t nCount) const {
   CLuString str;
+  // "start + 1 > length", tested without the 32-bit wrap of start + 1 that
+  // would let kLuStringAll through to read in front of the text.
   if (nStart >= m_nLength) return str;
   if (nCount > m_nLength - nStart) nCount = m_nLength - nStart;
   str.Assign(m_pszData + nStart, nCount);

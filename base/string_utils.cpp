@@ -48,12 +48,8 @@ bool bSameText(char const* psz1, char const* psz2, uint32_t n,
 enum EPatternResult { ePatternFails, ePatternMatches, eWholeTestFails };
 
 // Walks one upper-cased name and one upper-cased pattern together.
-EPatternResult eMatchPattern(CLuString const& strName,
-                             CLuString const& strPattern) {
-  char const* pszName = strName.pszGetString();
-  char const* pszPattern = strPattern.pszGetString();
-  uint32_t const nNameLength = strName.nGetLength();
-  uint32_t const nPatternLength = strPattern.nGetLength();
+EPatternResult eMatchPattern(char const* pszName, uint32_t nNameLength,
+                             char const* pszPattern, uint32_t nPatternLength) {
   uint32_t n = 0, p = 0;
   for (;;) {
     if (n >= nNameLength) {
@@ -301,13 +297,35 @@ bool CLuString::bPathStartsWith(CLuString const& strPrefix) const {
 }
 
 bool CLuString::bMatchesWildCard(CLuString const& strPatterns) const {
+  // A single short pattern, which is what a directory listing asks of every
+  // entry: the same test on upper-case copies on the stack, without building
+  // strings. A list (";" or ","), an embedded NUL or a long text takes the
+  // general way below.
+  char const* pszList = strPatterns.pszGetString();
+  uint32_t const nList = strPatterns.nGetLength();
+  char acName[256], acPattern[256];
+  if (nList > 0 && nList < sizeof acPattern && m_nLength < sizeof acName &&
+      memchr(pszList, ';', nList) == nullptr &&
+      memchr(pszList, ',', nList) == nullptr &&
+      memchr(pszList, '\0', nList) == nullptr) {
+    if (strPatterns == "*.*" || strPatterns == "*") return true;
+    for (uint32_t i = 0; i < m_nLength; i++)
+      acName[i] = char(toupper(static_cast<unsigned char>(m_pszData[i])));
+    for (uint32_t i = 0; i < nList; i++)
+      acPattern[i] = char(toupper(static_cast<unsigned char>(pszList[i])));
+    return eMatchPattern(acName, m_nLength, acPattern, nList) ==
+           ePatternMatches;
+  }
+
   CLuString strList(strPatterns), strPattern;
   CLuString strName(*this);
   strName.MakeUpper();
   while (strList.bGetNextToken(";,", &strPattern, false, 0)) {
     if (strPattern == "*.*" || strPattern == "*") return true;
     strPattern.MakeUpper();
-    EPatternResult const e = eMatchPattern(strName, strPattern);
+    EPatternResult const e =
+        eMatchPattern(strName.pszGetString(), strName.nGetLength(),
+                      strPattern.pszGetString(), strPattern.nGetLength());
     if (e == ePatternMatches) return true;
     if (e == eWholeTestFails) return false;
   }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -44,6 +45,27 @@ TEST(LuMutex, RecursiveWithTimeOutsAgainstAnotherThread) {
   EXPECT_EQ(1u, oLock.nGetCount());  // each acquire needs one release
   oLock.Release();
   oLock.Release();  // on a free lock: nothing happens
+  EXPECT_EQ(0u, oLock.nGetCount());
+}
+
+TEST(LuMutex, ExcludesOtherThreadsAndWakesEveryWaiter) {
+  // Four threads, each entering twice (recursively) per step: a lost
+  // wake-up hangs the test, a broken exclusion loses increments.
+  CLuMutex oLock;
+  uint32_t nShared = 0;  // guarded by oLock alone
+  std::vector<std::thread> aThreads;
+  for (int t = 0; t < 4; ++t)
+    aThreads.emplace_back([&] {
+      for (int i = 0; i < 2000; ++i) {
+        ASSERT_TRUE(oLock.bAcquire(nLuWaitForever));
+        ASSERT_TRUE(oLock.bAcquire(0));
+        ++nShared;
+        oLock.Release();
+        oLock.Release();
+      }
+    });
+  for (std::thread& oThread : aThreads) oThread.join();
+  EXPECT_EQ(8000u, nShared);
   EXPECT_EQ(0u, oLock.nGetCount());
 }
 

@@ -8,6 +8,7 @@
 // option or a bad value, -4 no frame of the sequence found, 0 the run went
 // through every frame, whatever happened to single frames.
 #include <strings.h>
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -41,6 +42,12 @@ struct SFrameListOwner {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Into a file or a pipe the lines go in large blocks: one write for many
+  // frames. A terminal keeps its line-by-line progress.
+  static char s_acOutput[65536];
+  if (!isatty(STDOUT_FILENO))
+    setvbuf(stdout, s_acOutput, _IOFBF, sizeof s_acOutput);
+
   CLuCommandLine* poArgs = CLuCommandLine::poGlobal();
   poArgs->Construct(argc, argv);
 

@@ -1,6 +1,7 @@
 // End-to-end tests: the built chronex binary run in temporary folders on
 // DPX files made here, standard output compared byte for byte, exit status
 // and the files checked afterwards.
+#include <signal.h>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -184,6 +185,79 @@ TEST_F(Chronex, BadFramesGetAnErrorLineAndTheRunGoesOn) {
             0, ".", 16);
   EXPECT_EQ(ReadFile(Path("b.0002.dpx")).size(), 3000u);
   EXPECT_EQ(ReadFile(Path("b.0003.dpx")).size(), 2047u);
+}
+
+TEST_F(Chronex, ARunWhereEveryFrameFailsStillEndsWithZero) {
+  WriteFile(Path("e.0001.dpx"), Bytes(10, 'x'));
+  WriteFile(Path("e.0002.dpx"), Bytes(3000, 'x'));
+  ExpectRun({Path("e.0001.dpx"), "-f", "24", "-t", "00:00:00:01"},
+            "e.0001.dpx: error reading DPX header\n"
+            "e.0002.dpx: error reading DPX header\n");
+  // Every write fails: the frames are past the size cap.
+  for (char const* psz : {"e.0001.dpx", "e.0002.dpx"})
+    WriteFile(Path(psz), DpxBytes(0, 0, 0, 0, 9000));
+  ExpectRun({Path("e.0001.dpx"), "-f", "24", "-t", "00:00:00:01"},
+            "e.0001.dpx: error writing DPX header\n"
+            "e.0002.dpx: error writing DPX header\n",
+            0, ".", 16);
+}
+
+TEST_F(Chronex, FramesThatAreOneFileGetTheirHeadersAppendedInFrameOrder) {
+  Bytes const aOriginal = ReadFile(Frame("h.0001.dpx"));
+  ASSERT_EQ(link(Path("h.0001.dpx").c_str(), Path("h.0002.dpx").c_str()), 0);
+  Frame("h.0003.dpx", 1, 0, 0, 2);  // another file, already right
+  ASSERT_EQ(link(Path("h.0001.dpx").c_str(), Path("h.0004.dpx").c_str()), 0);
+  ASSERT_EQ(symlink(Path("h.0001.dpx").c_str(), Path("h.0005.dpx").c_str()), 0);
+  ExpectRun({Path("h.0001.dpx"), "-f", "24", "-t", "01:00:00:00"},
+            "h.0001.dpx: 00:00:00:00 -> 01:00:00:00\n"
+            "h.0002.dpx: 00:00:00:00 -> 01:00:00:01\n"
+            "h.0003.dpx: 01:00:00:02 (doesn't need updating)\n"
+            "h.0004.dpx: 00:00:00:00 -> 01:00:00:03\n"
+            "h.0005.dpx: 00:00:00:00 -> 01:00:00:04\n");
+  // The original, then one header per frame, in frame order.
+  Bytes aExpected = aOriginal;
+  for (uint8_t byFrame : {0, 1, 3, 4}) {
+    aExpected.insert(aExpected.end(), aOriginal.begin(), aOriginal.begin() + 2048);
+    aExpected[aExpected.size() - 2048 + 1920] = 0x01;
+    aExpected[aExpected.size() - 2048 + 1923] = byFrame;
+  }
+  EXPECT_EQ(ReadFile(Path("h.0001.dpx")), aExpected);
+}
+
+TEST_F(Chronex, AStopSignalEndsTheRunBetweenFramesWithEveryChangeReported) {
+  // Far more output than a pipe holds (see RunChronexInterrupted).
+  int const nFrames = 20000;
+  std::vector<std::string> astrNames;
+  std::string strFull = kBanner;
+  for (int n = 0; n < nFrames; ++n) {
+    char sz[64];
+    snprintf(sz, sizeof sz, "i.%05d.dpx", n);
+    astrNames.push_back(sz);
+    WriteFile(Path(sz), DpxBytes(0, 0, 0, 0, 0));
+    snprintf(sz, sizeof sz, ": 00:00:00:00 -> 01:%02d:%02d:%02d\n",
+             n / 24 / 60, n / 24 % 60, n % 24);
+    strFull += astrNames.back() + sz;
+  }
+  std::vector<size_t> anHeaders(nFrames, 1);
+  for (int iSignal : {SIGINT, SIGTERM}) {
+    SCOPED_TRACE(iSignal);
+    SRun const r = RunChronexInterrupted(
+        {Path(astrNames[0]), "-f", "24", "-t", "01:00:00:00"}, iSignal);
+    EXPECT_EQ(r.iStatus, 128 + iSignal);
+    // Whole lines of the full run, in order, and not all of them.
+    ASSERT_LT(r.strOut.size(), strFull.size());
+    EXPECT_EQ(strFull.compare(0, r.strOut.size(), r.strOut), 0);
+    ASSERT_EQ(r.strOut.back(), '\n');
+    size_t const nPrinted = size_t(
+        std::count(r.strOut.begin(), r.strOut.end(), '\n') - 2);
+    // A frame's file changed exactly when its line was printed.
+    for (int n = 0; n < nFrames; ++n) {
+      if (size_t(n) < nPrinted) ++anHeaders[n];
+      struct stat st;
+      ASSERT_EQ(stat(Path(astrNames[n]).c_str(), &st), 0);
+      ASSERT_EQ(size_t(st.st_size), 2048 * anHeaders[n]) << astrNames[n];
+    }
+  }
 }
 
 TEST_F(Chronex, NamesWithBlanksQuotesAndOtherBytesArePatched) {

@@ -3,10 +3,30 @@
 // plus n frames, writing a header only where the packed word differs.
 //
 // Builds on CLuCompactArray (base/containers.h), CLuTimeCode
-// (media/timecode.h), CLuDPXHeader (media/dpx_header.h) and the path
-// functions (files/paths.h). Prints on standard output; a failure on one
-// frame is reported on that frame's line and the run goes on.
+// (media/timecode.h), the frame steps (frame_patch.h), the worker pool
+// (frame_pool.h) and CLuTimer (system/timer.h). Prints on standard output;
+// a failure on one frame is reported on that frame's line and the run goes
+// on.
+//
+// Scheduling: frames run one after the other on the calling thread while
+// they are quick (a local disk: then the job is system calls, and handing
+// frames to other threads would only add to them). When several frames in
+// a row each take longer than kSlowFrameNs, the storage is answering with
+// round trips (a network file system, a cold disk) and the rest of the run
+// goes to a pool that keeps many frames in flight. Either way the output,
+// the order of the lines and the bytes of every file are those of a run of
+// one frame after the other.
+//
+// Interruption: SIGINT, SIGTERM and SIGHUP (unless ignored when the run
+// starts, as under nohup) stop the run between frames: no further frame
+// starts, the frames in flight finish and their lines are printed in order,
+// standard output is flushed, and the process then ends by the same signal,
+// so that the shell sees its usual status. A header is never half written
+// because of a signal.
 #pragma once
+
+#include <cstdint>
+#include <cstdio>
 
 #include "base/containers.h"
 #include "base/string.h"
@@ -23,8 +43,33 @@
 //   header".
 // Frame n is compared with tcStart + n whatever happened to earlier frames.
 // tcStart must already carry the final frame rate; it is not changed.
-// Returns the exit code of the run: 0, whatever single frames did.
-// Exceptions outside the per-frame steps are not caught.
+// Returns the exit code of the run: 0, whatever single frames did. Does not
+// return when a stop signal arrived (see above). Exceptions outside the
+// per-frame steps are not caught.
 int iPatchFrameSequence(CLuCompactArray<CLuString>* paoFrames,
                         CLuTimeCode const& tcStart, bool bRateGiven,
                         bool bTimeCodeGiven);
+
+// How the frames of a run are scheduled. The program always lets the run
+// choose (eScheduleAdaptive); tests pin the other two.
+enum EFrameScheduling {
+  eScheduleAdaptive = 0,  // one at a time until frames prove slow
+  eScheduleInline = 1,    // one at a time throughout
+  eSchedulePooled = 2,    // the worker pool from the first frame
+};
+
+// iPatchFrameSequence with its output on pOut and the scheduling given.
+// After a stop signal it returns instead of ending the process: *piSignal
+// (when not null) receives the signal, 0 when the run went through every
+// frame. The handlers are in place for the length of the call only.
+int iRunFrameSequence(CLuCompactArray<CLuString>* paoFrames,
+                      CLuTimeCode const& tcStart, bool bRateGiven,
+                      bool bTimeCodeGiven, FILE* pOut,
+                      EFrameScheduling eScheduling, int* piSignal);
+
+// A frame that takes longer than this, in ns, counts as slow; after
+// kSlowFramesInARow slow frames in a row the run hands its frames to the
+// pool. A single slow frame (the thread was preempted, a cache miss) does
+// not switch.
+constexpr uint64_t kSlowFrameNs = 100000;
+constexpr uint32_t kSlowFramesInARow = 4;

@@ -3,8 +3,11 @@
 // exit status captured. Test code only.
 #pragma once
 
+#include <signal.h>
 #include <stdio.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -46,6 +49,46 @@ inline SRun RunChronex(std::vector<std::string> const& astrArgs,
     r.strOut.append(sz, n);
   int const iWait = pclose(pFile);
   if (WIFEXITED(iWait)) r.iStatus = WEXITSTATUS(iWait);
+  return r;
+}
+
+// Runs chronex with the arguments and sends it iSignal in the middle of its
+// run: once its first block of output has arrived, before anything is read
+// on. The output pipe then stays full, so chronex cannot get far past that
+// point before the signal is on its way, whatever the machine's speed, as
+// long as the whole output would be far larger than the pipe. iStatus is
+// 128 + the signal when chronex ended by a signal.
+inline SRun RunChronexInterrupted(std::vector<std::string> const& astrArgs,
+                                  int iSignal) {
+  SRun r;
+  int afd[2];
+  if (pipe(afd) != 0) return r;
+  pid_t const pid = fork();
+  if (pid == 0) {
+    dup2(afd[1], STDOUT_FILENO);
+    close(afd[0]);
+    close(afd[1]);
+    signal(iSignal, SIG_DFL);  // whatever the test runner ignores
+    std::vector<char*> apsz{const_cast<char*>(CHRONEX_BINARY)};
+    for (auto const& s : astrArgs) apsz.push_back(const_cast<char*>(s.c_str()));
+    apsz.push_back(nullptr);
+    execv(CHRONEX_BINARY, apsz.data());
+    _exit(127);
+  }
+  close(afd[1]);
+  char sz[65536];
+  for (int nWaiting = 0; pid > 0; ++nWaiting) {
+    int nInPipe = 0;
+    if (ioctl(afd[0], FIONREAD, &nInPipe) == 0 && nInPipe > 0) break;
+    if (nWaiting > 60000) break;  // a minute: let the test fail, not hang
+    usleep(1000);
+  }
+  if (pid > 0) kill(pid, iSignal);
+  for (ssize_t n; (n = read(afd[0], sz, sizeof sz)) > 0;) r.strOut.append(sz, n);
+  close(afd[0]);
+  int iWait = 0;
+  if (pid > 0 && waitpid(pid, &iWait, 0) == pid)
+    r.iStatus = WIFSIGNALED(iWait) ? 128 + WTERMSIG(iWait) : WEXITSTATUS(iWait);
   return r;
 }
 

@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 
 #include "files/file_find.h"
 #include "files/paths.h"
@@ -22,6 +23,52 @@ int iDigitValue(char const* pszDigits) {
 }
 
 }  // namespace
+
+// Such a name splits at its last dot, and splitting it again after the
+// digits are cut does not move that dot, so the key is: for an extension
+// ending in digits (plate.0001) the name without them + ".#"; else, for
+// digits ending the part before the last dot (plate0001.dpx), that part
+// without them + "#" + the extension, or "#." without extension; with no
+// digits the name itself.
+bool bCutOffNumberOfBareName(char const* pszName, uint32_t nLength,
+                             char* pszKey, uint32_t nKeyRoom) {
+  if (nKeyRoom < 3 || nLength > nKeyRoom - 3) return false;
+  for (uint32_t i = 0; i < nLength; ++i) {
+    char const c = pszName[i];
+    if (c == '/' || c == '\\' || c == '"' || c == '\0') return false;
+  }
+  uint32_t nDot = nLength;
+  while (nDot > 0 && pszName[nDot - 1] != '.') --nDot;
+  nDot = nDot > 0 ? nDot - 1 : nLength;  // the last dot, or none
+  uint32_t nOut = 0;
+  if (nDot < nLength && bIsAsciiDigit(pszName[nLength - 1])) {
+    uint32_t nStart = nLength;  // the dot itself is never a digit
+    while (bIsAsciiDigit(pszName[nStart - 1])) --nStart;
+    memcpy(pszKey, pszName, nStart);
+    nOut = nStart;
+    pszKey[nOut++] = '.';
+    pszKey[nOut++] = '#';
+  } else {
+    uint32_t nStart = nDot;
+    while (nStart > 0 && bIsAsciiDigit(pszName[nStart - 1])) --nStart;
+    if (nStart == nDot) {
+      memcpy(pszKey, pszName, nLength);
+      nOut = nLength;
+    } else {
+      memcpy(pszKey, pszName, nStart);
+      nOut = nStart;
+      pszKey[nOut++] = '#';
+      if (nDot < nLength) {
+        memcpy(pszKey + nOut, pszName + nDot, nLength - nDot);
+        nOut += nLength - nDot;
+      } else {
+        pszKey[nOut++] = '.';
+      }
+    }
+  }
+  pszKey[nOut] = '\0';
+  return true;
+}
 
 void LuCutOffNumber(CLuString strPath, CLuString* pstrResult, int* piNumber,
                     CLuString* pstrDigits) {
@@ -106,21 +153,39 @@ void FileListFromFramePath(CLuString const& strFramePath,
   CLuFileFind oFind(
       strLuCombinePath(strDrive, strFolder, strPattern, CLuString()), false);
   CLuString strEntryName, strEntryExt, strEntryKey;
+  char szKey[512];
   while (oFind.bFindFile()) {
     // The dot test looks at the name only; the folder test is the one
     // status query a candidate costs.
     if (oFind.bIsDots() || oFind.bIsDirectory()) continue;
-    CLuString const strPath = oFind.strPath();
-    LuSplitPath(strPath, nullptr, nullptr, &strEntryName, &strEntryExt);
-    strEntryKey =
-        strLuCombinePath(CLuString(), CLuString(), strEntryName, strEntryExt);
-    LuCutOffNumber(strEntryKey, &strEntryKey, nullptr, nullptr);
-    if (strcasecmp(strEntryKey.pszGetString(), strKey.pszGetString()) != 0)
+    // The key of the entry's full path: split, file name joined again, cut.
+    // The path functions rewrite only "\" and double quotes at a path's
+    // ends, so for a file name without them (the path has a "/" before it)
+    // the joined file name is the text after the last "/", and its key comes
+    // without building strings: in a folder of many thousand frames that is
+    // most of the listing's cost.
+    CLuString* pstrPath = new CLuString(oFind.strPath());
+    if (pstrPath == nullptr) continue;  // no memory: the entry is dropped
+    char const* pszPath = pstrPath->pszGetString();
+    uint32_t const nPath = pstrPath->nGetLength();
+    char const* pszSlash = strrchr(pszPath, '/');
+    char const* pszEntryKey = szKey;
+    if (pszSlash == nullptr || memchr(pszPath, '\\', nPath) != nullptr ||
+        !bCutOffNumberOfBareName(pszSlash + 1,
+                                 nPath - uint32_t(pszSlash + 1 - pszPath),
+                                 szKey, sizeof szKey)) {
+      LuSplitPath(*pstrPath, nullptr, nullptr, &strEntryName, &strEntryExt);
+      strEntryKey = strLuCombinePath(CLuString(), CLuString(), strEntryName,
+                                     strEntryExt);
+      LuCutOffNumber(strEntryKey, &strEntryKey, nullptr, nullptr);
+      pszEntryKey = strEntryKey.pszGetString();
+    }
+    if (strcasecmp(pszEntryKey, strKey.pszGetString()) != 0) {
+      delete pstrPath;
       continue;
-    CLuString* pstrMember = new CLuString(strPath);
-    if (pstrMember == nullptr) continue;
+    }
     uint32_t const nBefore = paoFrames->nGetCount();
-    paoFrames->Add(pstrMember);
-    if (paoFrames->nGetCount() == nBefore) delete pstrMember;  // add dropped
+    paoFrames->Add(pstrPath);
+    if (paoFrames->nGetCount() == nBefore) delete pstrPath;  // add dropped
   }
 }

@@ -12,6 +12,8 @@
 // leading "." or listed in the folder's ".hidden" file) never belong.
 #pragma once
 
+#include <cstdint>
+
 #include "base/containers.h"
 #include "base/string.h"
 
@@ -38,3 +40,12 @@ void FileListFromFramePath(CLuString const& strFramePath,
 // when there are none). Any output pointer may be null.
 void LuCutOffNumber(CLuString strPath, CLuString* pstrResult, int* piNumber,
                     CLuString* pstrDigits);
+
+// LuCutOffNumber's result for a bare file name (no folder) of nLength
+// bytes that holds no "/", "\\", double quote or NUL, computed without
+// splitting and joining strings: the same text, NUL-terminated, into pszKey
+// (nKeyRoom bytes; nLength + 3 are enough), and true. False, pszKey
+// untouched, for any other name or too little room: such a name must take
+// LuCutOffNumber itself.
+bool bCutOffNumberOfBareName(char const* pszName, uint32_t nLength,
+                             char* pszKey, uint32_t nKeyRoom);

@@ -45,6 +45,34 @@ TEST(CutOffNumber, ReplacesTheFrameNumberWithAHash) {
   LuCutOffNumber(CLuString("a.1.dpx"), nullptr, nullptr, nullptr);
 }
 
+TEST(CutOffNumber, BareNamesCutQuicklyAsTheyDoTheLongWay) {
+  // Every name of up to six of these bytes; the quick cut refuses the ones
+  // with bytes the path functions rewrite.
+  char const acBytes[] = {'a', '.', '1', '#', '/', '\\', '"'};
+  std::vector<std::string> astr{""};
+  for (size_t nStart = 0, nLength = 1; nLength <= 6; ++nLength) {
+    size_t const nEnd = astr.size();
+    for (size_t i = nStart; i < nEnd; ++i)
+      for (char c : acBytes) astr.push_back(astr[i] + c);
+    nStart = nEnd;
+  }
+  char szKey[16];
+  CLuString strKey;
+  for (std::string const& s : astr) {
+    bool const bPlain = s.find_first_of("/\\\"") == std::string::npos;
+    ASSERT_EQ(bCutOffNumberOfBareName(s.c_str(), uint32_t(s.size()), szKey,
+                                      sizeof szKey),
+              bPlain)
+        << s;
+    if (!bPlain) continue;
+    LuCutOffNumber(CLuString(s.c_str()), &strKey, nullptr, nullptr);
+    ASSERT_STREQ(szKey, strKey.pszGetString()) << s;
+  }
+  // Too little room for the name and ".#" is refused.
+  EXPECT_FALSE(bCutOffNumberOfBareName("a.1", 3, szKey, 5));
+  EXPECT_TRUE(bCutOffNumberOfBareName("a.1", 3, szKey, 6));
+}
+
 class FrameList : public chronex_test::TempFolderTest {
  protected:
   // The members found for strInput (appended behind poFirst when given),
