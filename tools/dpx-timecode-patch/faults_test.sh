@@ -4,12 +4,15 @@
 #
 #   tools/dpx-timecode-patch/faults_test.sh [BUILD_DIR]   (make faults)
 #
-# Runs the built chronex on a small generated sequence under strace, with one
-# system call on the middle frame's path made to fail: every call the patch
-# run makes on that path (taken from a traced run of this very build, so the
+# Runs the built chronex on small generated sequences under strace, with one
+# system call on one frame's path made to fail: every call the patch run
+# makes on that path (taken from a traced run of this very build, so the
 # list follows the build: 32-bit names, a size query that became fstat, a
 # seek that is gone), each with EIO, ENOSPC, EACCES, EINTR once, and a short
-# count for reads and writes. Each case checks:
+# count for reads and writes. Two sequences: 3 frames, the second one
+# faulted, run one frame after the other; and 12 frames, the tenth one
+# faulted, which the run hands to its worker pool once the traced frames
+# prove slow (the table says when it did not). Each case checks:
 #   - the faulted frame's line: "error reading DPX header" for a failure
 #     while reading, "error writing DPX header" while writing (a close that
 #     fails after the write is a failed write), the normal line after a
@@ -18,7 +21,7 @@
 #   - every other frame patched normally, and exit status 0;
 #   - every file's original bytes unchanged, followed by nothing or by whole
 #     copies of the correctly patched header block.
-# Prints the outcome as a table and a closing count. Exit status 0 when every
+# Prints the outcome as tables and a closing count. Exit status 0 when every
 # case passes, 1 when one fails, 77 when strace is missing or cannot trace
 # here (CTest reports that as skipped).
 set -uo pipefail
@@ -52,49 +55,69 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 work=$(mktemp -d "${TMPDIR:-/tmp}/chronex-faults.XXXXXX") || exit 1
 trap 'rm -rf "$work"' EXIT
 
-frames=(f.0001.dpx f.0002.dpx f.0003.dpx)
-victim=f.0002.dpx
-args=(-f 24 -t 01:00:00:00)
-
-"$make_sample" "$work/orig" -n 3 -p f -t 10:00:00:00 -f 24 >/dev/null ||
-  exit 1
-
 # fresh DIR: a pristine copy of the sequence in DIR.
 fresh() {
   rm -rf "$1"
   cp -a "$work/orig" "$1"
 }
 
-# The reference run: its output, and per frame the correctly patched block.
-fresh "$work/ref"
-"$chronex" "$work/ref/${frames[0]}" "${args[@]}" >"$work/ref.out"
-status=$?
-if [ $status -ne 0 ]; then
-  echo "faults: the run without faults exited $status" >&2
-  exit 1
-fi
-declare -A size0
-for f in "${frames[@]}"; do
-  size0[$f]=$(stat -c %s "$work/orig/$f")
-  tail -c 2048 "$work/ref/$f" >"$work/$f.block"
-  if [ "$(stat -c %s "$work/ref/$f")" -ne $((size0[$f] + 2048)) ]; then
-    echo "faults: the run without faults did not patch $f" >&2
-    exit 1
-  fi
-done
-normal_line=$(grep "^$victim: " "$work/ref.out")
+# prepare COUNT VICTIM_NUMBER: makes the sequence, the reference run and the
+# list of the victim's calls (globals below).
+prepare() {
+  local f n
+  frames=()
+  for ((n = 1; n <= $1; n++)); do frames+=("$(printf 'f.%04d.dpx' "$n")"); done
+  victim=$(printf 'f.%04d.dpx' "$2")
+  rm -rf "$work/orig"
+  "$make_sample" "$work/orig" -n "$1" -p f -t 10:00:00:00 -f 24 >/dev/null ||
+    return 1
 
-# The calls the patch run makes on the victim's path, in order.
-fresh "$work/trace"
-strace -f -qq -o "$work/trace.txt" -P "$work/trace/$victim" \
-  "$chronex" "$work/trace/${frames[0]}" "${args[@]}" >/dev/null
-calls=()
-while read -r name; do calls+=("$name"); done < <(
-  sed -n 's/^[0-9]* *\([a-z_0-9]*\)(.*/\1/p' "$work/trace.txt")
-if [ ${#calls[@]} -eq 0 ]; then
-  echo "faults: the traced run made no call on $victim" >&2
-  exit 1
-fi
+  # The reference run: its output, and per frame the correctly patched
+  # block.
+  fresh "$work/ref"
+  if ! "$chronex" "$work/ref/${frames[0]}" "${args[@]}" >"$work/ref.out"; then
+    echo "faults: the run without faults failed" >&2
+    return 1
+  fi
+  size0=()
+  for f in "${frames[@]}"; do
+    size0[$f]=$(stat -c %s "$work/orig/$f")
+    tail -c 2048 "$work/ref/$f" >"$work/$f.block"
+    if [ "$(stat -c %s "$work/ref/$f")" -ne $((size0[$f] + 2048)) ]; then
+      echo "faults: the run without faults did not patch $f" >&2
+      return 1
+    fi
+  done
+  normal_line=$(grep "^$victim: " "$work/ref.out")
+
+  # The calls the patch run makes on the victim's path, in order, and the
+  # thread that makes them (the program's path adds the exec, whose
+  # process is the main thread).
+  fresh "$work/trace"
+  strace -f -qq -o "$work/trace.txt" -P "$work/trace/$victim" -P "$chronex" \
+    "$chronex" "$work/trace/${frames[0]}" "${args[@]}" >/dev/null
+  local main_pid pids
+  main_pid=$(sed -n 's/^\([0-9]*\) *execve(.*/\1/p' "$work/trace.txt")
+  calls=()
+  while read -r name; do calls+=("$name"); done < <(
+    grep -v ' execve(' "$work/trace.txt" |
+      sed -n 's/^[0-9]* *\([a-z_0-9]*\)(.*/\1/p')
+  pids=$(grep -v ' execve(' "$work/trace.txt" | awk '{print $1}' | sort -u)
+  if [ ${#calls[@]} -eq 0 ]; then
+    echo "faults: the traced run made no call on $victim" >&2
+    return 1
+  fi
+  # strace counts calls per thread: one thread must make them all.
+  if [ "$(echo "$pids" | wc -l)" -ne 1 ]; then
+    echo "faults: the calls on $victim came from several threads" >&2
+    return 1
+  fi
+  if [ "$pids" = "$main_pid" ]; then
+    where="one frame after the other"
+  else
+    where="in the worker pool"
+  fi
+}
 
 # kind NAME: what a call does for the file layer.
 kind() {
@@ -109,25 +132,28 @@ kind() {
   esac
 }
 
-# Occurrence number of each call, the side (read until the second open,
-# write from there) and whether the header block has already gone out.
-declare -a nth side after_write
-declare -A count
-cur_side="read"
-written=0
-opens=0
-for i in "${!calls[@]}"; do
-  c=${calls[$i]}
-  count[$c]=$((${count[$c]:-0} + 1))
-  nth[i]=${count[$c]}
-  if [ "$(kind "$c")" = open ]; then
-    opens=$((opens + 1))
-    [ $opens -ge 2 ] && cur_side="write"
-  fi
-  side[i]=$cur_side
-  after_write[i]=$written
-  [ "$(kind "$c")" = write ] && written=1
-done
+# classify: per call its occurrence number, its side (read until the
+# second open, write from there) and whether the header block has already
+# gone out.
+classify() {
+  local i c cur_side="read" written=0 opens=0
+  nth=()
+  side=()
+  after_write=()
+  count=()
+  for i in "${!calls[@]}"; do
+    c=${calls[$i]}
+    count[$c]=$((${count[$c]:-0} + 1))
+    nth[i]=${count[$c]}
+    if [ "$(kind "$c")" = open ]; then
+      opens=$((opens + 1))
+      [ $opens -ge 2 ] && cur_side="write"
+    fi
+    side[i]=$cur_side
+    after_write[i]=$written
+    [ "$(kind "$c")" = write ] && written=1
+  done
+}
 
 faults=(EIO ENOSPC EACCES EINTR short)
 
@@ -174,7 +200,7 @@ check_files() {
   local dir=$1 f want size extra
   for f in "${frames[@]}"; do
     want=1
-    [ "$f" = $victim ] && want=$2
+    [ "$f" = "$victim" ] && want=$2
     size=$(stat -c %s "$dir/$f")
     extra=$((size - size0[$f]))
     if ! cmp -s -n "${size0[$f]}" "$dir/$f" "$work/orig/$f"; then
@@ -205,61 +231,79 @@ short_word() {
 
 passed=0
 failed=0
-table="| call on the frame | side | EIO | ENOSPC | EACCES | EINTR once | short count |
-|---|---|---|---|---|---|---|"
-for i in "${!calls[@]}"; do
-  row="| ${calls[$i]} #${nth[$i]} | ${side[$i]} |"
-  for fault in "${faults[@]}"; do
-    want=$(expected "$i" "$fault")
-    if [ "$want" = n/a ]; then
-      row="$row n/a |"
-      continue
-    fi
-    spec=$(inject_spec "$i" "$fault")
-    dir="$work/case"
-    fresh "$dir"
-    strace -f -qq -o /dev/null -P "$dir/$victim" -e inject="$spec" \
-      "$chronex" "$dir/${frames[0]}" "${args[@]}" >"$work/case.out" \
-      2>"$work/case.err"
-    status=$?
-    got=$(grep "^$victim: " "$work/case.out")
-    got=${got#"$victim: "}
-    problem=""
-    # The wanted output: the reference with the victim's line replaced.
-    want_text=${want#"$victim: "}
-    if [ $status -ne 0 ]; then
-      problem="exit status $status"
-    elif ! awk -v v="$victim: " -v w="$want_text" \
-      'index($0, v) == 1 { $0 = v w } { print }' "$work/ref.out" |
-      cmp -s - "$work/case.out"; then
-      problem="output differs: $victim: $got"
-    else
-      blocks=1
-      if [ "$want" != "$normal_line" ]; then
-        # A failed frame carries its block only when the fault came after
-        # the write had gone out (a failing close).
-        blocks=${after_write[$i]}
-      fi
-      problem=$(check_files "$dir" "$blocks")
-    fi
-    if [ -z "$problem" ]; then
-      passed=$((passed + 1))
-      row="$row $(short_word "$want") |"
-    else
-      failed=$((failed + 1))
-      row="$row FAILED |"
-      echo "FAILED: inject=$spec: want \"$(short_word "$want")\": $problem"
-      sed 's/^/  stderr: /' "$work/case.err" | head -5
-    fi
-  done
-  table="$table
-$row"
-done
+declare -A size0 count
+declare -a frames calls nth side after_write
+args=(-f 24 -t 01:00:00:00)
 
-echo "Injected faults on $victim (other frames patched normally, exit 0,"
-echo "original bytes kept, only whole patched blocks appended):"
-echo
-echo "$table"
+# run_matrix: every call with every fault; adds to passed and failed and
+# prints the table.
+run_matrix() {
+  local i fault want spec dir status got problem want_text blocks row table
+  table="| call on the frame | side | EIO | ENOSPC | EACCES | EINTR once | short count |
+|---|---|---|---|---|---|---|"
+  for i in "${!calls[@]}"; do
+    row="| ${calls[$i]} #${nth[$i]} | ${side[$i]} |"
+    for fault in "${faults[@]}"; do
+      want=$(expected "$i" "$fault")
+      if [ "$want" = n/a ]; then
+        row="$row n/a |"
+        continue
+      fi
+      spec=$(inject_spec "$i" "$fault")
+      dir="$work/case"
+      fresh "$dir"
+      strace -f -qq -o /dev/null -P "$dir/$victim" -e inject="$spec" \
+        "$chronex" "$dir/${frames[0]}" "${args[@]}" >"$work/case.out" \
+        2>"$work/case.err"
+      status=$?
+      got=$(grep "^$victim: " "$work/case.out")
+      got=${got#"$victim: "}
+      problem=""
+      # The wanted output: the reference with the victim's line replaced.
+      want_text=${want#"$victim: "}
+      if [ $status -ne 0 ]; then
+        problem="exit status $status"
+      elif ! awk -v v="$victim: " -v w="$want_text" \
+        'index($0, v) == 1 { $0 = v w } { print }' "$work/ref.out" |
+        cmp -s - "$work/case.out"; then
+        problem="output differs: $victim: $got"
+      else
+        blocks=1
+        if [ "$want" != "$normal_line" ]; then
+          # A failed frame carries its block only when the fault came after
+          # the write had gone out (a failing close).
+          blocks=${after_write[$i]}
+        fi
+        problem=$(check_files "$dir" "$blocks")
+      fi
+      if [ -z "$problem" ]; then
+        passed=$((passed + 1))
+        row="$row $(short_word "$want") |"
+      else
+        failed=$((failed + 1))
+        row="$row FAILED |"
+        echo "FAILED: inject=$spec: want \"$(short_word "$want")\": $problem"
+        sed 's/^/  stderr: /' "$work/case.err" | head -5
+      fi
+    done
+    table="$table
+$row"
+  done
+  echo
+  echo "${#frames[@]} frames, $victim faulted, run $where:"
+  echo
+  echo "$table"
+}
+
+echo "Injected faults: the faulted frame's line, other frames patched"
+echo "normally, exit 0, original bytes kept, only whole patched blocks"
+echo "appended."
+for scenario in "3 2" "12 10"; do
+  # shellcheck disable=SC2086
+  prepare $scenario || exit 1
+  classify
+  run_matrix
+done
 echo
 echo "faults: $passed passed, $failed failed"
 [ $failed -eq 0 ]
