@@ -54,10 +54,19 @@ fuzz:
 	  -DLU_FUZZ=ON -DLU_TESTS=OFF \
 	  -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined,fuzzer-no-link -fno-omit-frame-pointer"
 	cmake --build build-fuzz -j $(JOBS)
+	# Seeds: real DPX files, in both byte orders, take the header target past
+	# its size and magic checks at once.
+	rm -rf build-fuzz/seeds
+	mkdir -p $(addprefix build-fuzz/seeds/,$(FUZZ_TARGETS))
+	build-fuzz/tools/dpx-timecode-patch/chronex_make_sample \
+	  build-fuzz/seeds/dpx_header_fuzz -n 2 -w 8 -h 8 >/dev/null
+	printf XPDS | dd of=build-fuzz/seeds/dpx_header_fuzz/plate.0002.dpx \
+	  conv=notrunc status=none
 	for t in $(FUZZ_TARGETS); do \
 	  mkdir -p build-fuzz/corpus/$$t; \
 	  echo "== $$t ($(FUZZ_SECONDS) s)"; \
-	  build-fuzz/fuzz/$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build-fuzz/corpus/$$t || exit 1; \
+	  build-fuzz/fuzz/$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    build-fuzz/corpus/$$t build-fuzz/seeds/$$t || exit 1; \
 	done
 
 install: build
