@@ -295,12 +295,10 @@ class CLuCompactArray {
   // by the array; may be null when the capacity is 0. Invalidated by growth.
   T** ppGetData() const { return m_ppData; }
 
-  // Appends po at the end. When the array is full it first grows to
-  // (count + 2 x step - 1) rounded down to a multiple of the step: count +
-  // step when the count is a multiple of the step (128 -> 256 with step
-  // 128), one step more otherwise (150 -> 300 with step 100). If that
-  // allocation yields null the add is dropped and nothing changes (compare
-  // nGetCount() to detect it).
+  // Appends po at the end. When the array is full it first grows to the
+  // next multiple of the step above the count (128 -> 256 with step 128;
+  // 150 -> 200 with step 100). If that allocation yields null the add is
+  // dropped and nothing changes (compare nGetCount() to detect it).
   void Add(T* po) {
     if (!bMakeRoom()) return;
     m_ppData[m_nCount++] = po;
@@ -376,7 +374,10 @@ class CLuCompactArray {
   bool bMakeRoom() {
     if (m_nCount < m_nCapacity) return true;
     uint64_t const nStep = m_nGrowBy;
-    uint64_t const nNew = (m_nCount + 2 * nStep - 1) / nStep * nStep;
+    // The next multiple of the step above the count: count + step when the
+    // count is a multiple (128 -> 256 with step 128), else the multiple
+    // just above it (150 -> 200 with step 100).
+    uint64_t const nNew = (m_nCount / nStep + 1) * nStep;
     if (nNew > UINT32_MAX || nNew <= m_nCount || nNew > SIZE_MAX / sizeof(T*))
       return false;
     // Resized rather than allocated anew and copied: the system allocator

@@ -103,10 +103,8 @@ static uint32_t nCapacityAfter(uint32_t nCapacity, uint32_t nStep,
 TEST(LuCompactArray, GrowsToTheNextMultipleOfTheStep) {
   EXPECT_EQ(128u, nCapacityAfter(128, 128, 128));
   EXPECT_EQ(256u, nCapacityAfter(128, 128, 129));
-  // (count + 2 x step - 1) rounded down: one step more when the count is
-  // no multiple of the step.
-  EXPECT_EQ(300u, nCapacityAfter(150, 100, 151));
-  EXPECT_EQ(400u, nCapacityAfter(150, 100, 301));
+  EXPECT_EQ(200u, nCapacityAfter(150, 100, 151));
+  EXPECT_EQ(300u, nCapacityAfter(150, 100, 201));
   EXPECT_EQ(10u, nCapacityAfter(0, 10, 1));
   EXPECT_EQ(6u, nCapacityAfter(5, 0, 6));  // step 0 counts as 1
 }

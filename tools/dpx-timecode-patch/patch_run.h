@@ -69,7 +69,9 @@ int iRunFrameSequence(CLuCompactArray<CLuString>* paoFrames,
 
 // A frame that takes longer than this, in ns, counts as slow; after
 // kSlowFramesInARow slow frames in a row the run hands its frames to the
-// pool. A single slow frame (the thread was preempted, a cache miss) does
-// not switch.
-constexpr uint64_t kSlowFrameNs = 100000;
-constexpr uint32_t kSlowFramesInARow = 4;
+// pool. A frame on network storage costs at least four round trips of
+// 0.1 ms or more, a frame on a local disk with a warm cache some
+// microseconds; a frame that was merely preempted, or met a cold cache, is
+// slow alone and does not switch.
+constexpr uint64_t kSlowFrameNs = 250000;
+constexpr uint32_t kSlowFramesInARow = 8;

@@ -33,13 +33,15 @@ int iDigitValue(char const* pszDigits) {
 bool bCutOffNumberOfBareName(char const* pszName, uint32_t nLength,
                              char* pszKey, uint32_t nKeyRoom) {
   if (nKeyRoom < 3 || nLength > nKeyRoom - 3) return false;
+  uint32_t nDot = nLength;  // the last dot, or none
   for (uint32_t i = 0; i < nLength; ++i) {
     char const c = pszName[i];
-    if (c == '/' || c == '\\' || c == '"' || c == '\0') return false;
+    if (c > '/' && c != '\\') continue;  // letters and digits, mostly
+    if (c == '.')
+      nDot = i;
+    else if (c == '/' || c == '\\' || c == '"' || c == '\0')
+      return false;
   }
-  uint32_t nDot = nLength;
-  while (nDot > 0 && pszName[nDot - 1] != '.') --nDot;
-  nDot = nDot > 0 ? nDot - 1 : nLength;  // the last dot, or none
   uint32_t nOut = 0;
   if (nDot < nLength && bIsAsciiDigit(pszName[nLength - 1])) {
     uint32_t nStart = nLength;  // the dot itself is never a digit
