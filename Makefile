@@ -33,7 +33,8 @@ check32:
 faults:
 	bash .ci/need.sh strace
 	cmake -S . -B $(BUILD) $(CMAKE_CXX) $(CMAKE_FLAGS)
-	cmake --build $(BUILD) -j $(JOBS) --target chronex chronex_make_sample
+	cmake --build $(BUILD) -j $(JOBS) --target chronex chronex_make_sample \
+	  chronex_slow_close
 	tools/dpx-timecode-patch/faults_test.sh $(BUILD)
 
 asan:

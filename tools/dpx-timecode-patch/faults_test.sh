@@ -10,9 +10,10 @@
 # list follows the build: 32-bit names, a size query that became fstat, a
 # seek that is gone), each with EIO, ENOSPC, EACCES, EINTR once, and a short
 # count for reads and writes. Two sequences: 3 frames, the second one
-# faulted, run one frame after the other; and 12 frames, the tenth one
-# faulted, which the run hands to its worker pool once the traced frames
-# prove slow (the table says when it did not). Each case checks:
+# faulted, run one frame after the other; and 16 frames, the twelfth one
+# faulted, on storage made slow (every close 200 us longer, through the
+# preloaded chronex_slow_close) so that the run hands the later frames to its
+# worker pool (the table says when it did not). Each case checks:
 #   - the faulted frame's line: "error reading DPX header" for a failure
 #     while reading, "error writing DPX header" while writing (a close that
 #     fails after the write is a failed write), the normal line after a
@@ -30,7 +31,8 @@ build=${1:-build}
 tool_dir="$build/tools/dpx-timecode-patch"
 chronex="$tool_dir/chronex"
 make_sample="$tool_dir/chronex_make_sample"
-for t in "$chronex" "$make_sample"; do
+slow_close="$tool_dir/libchronex_slow_close.so"
+for t in "$chronex" "$make_sample" "$slow_close"; do
   if [ ! -x "$t" ]; then
     echo "faults: missing $t: build first (make faults)" >&2
     exit 1
@@ -38,6 +40,7 @@ for t in "$chronex" "$make_sample"; do
 done
 chronex=$(cd "$(dirname "$chronex")" && pwd)/chronex
 make_sample=$(cd "$(dirname "$make_sample")" && pwd)/chronex_make_sample
+slow_close=$(cd "$(dirname "$slow_close")" && pwd)/libchronex_slow_close.so
 
 if ! command -v strace >/dev/null 2>&1; then
   echo "faults: SKIPPED: strace is not installed (apt-get install strace)"
@@ -48,9 +51,11 @@ if ! strace -qq -o /dev/null true >/dev/null 2>&1; then
   exit 77
 fi
 
-# LeakSanitizer cannot run under a tracer; the leak check belongs to the
-# sanitizer build's own tests.
+# LeakSanitizer cannot run under a tracer, and the sanitizer runtime need
+# not come first when the slow-close library is preloaded; the leak check
+# belongs to the sanitizer build's own tests.
 export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
+ASAN_OPTIONS="$ASAN_OPTIONS:verify_asan_link_order=0"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/chronex-faults.XXXXXX") || exit 1
 trap 'rm -rf "$work"' EXIT
@@ -61,10 +66,30 @@ fresh() {
   cp -a "$work/orig" "$1"
 }
 
-# prepare COUNT VICTIM_NUMBER: makes the sequence, the reference run and the
-# list of the victim's calls (globals below).
+# chronex_env ARGS...: runs chronex with ARGS on the scenario's storage.
+chronex_env() {
+  if [ "$slow" = slow ]; then
+    LD_PRELOAD="$slow_close" "$chronex" "$@"
+  else
+    "$chronex" "$@"
+  fi
+}
+
+# strace_env OPTIONS...: runs strace with OPTIONS on chronex (the options
+# end with chronex's arguments) on the scenario's storage.
+strace_env() {
+  if [ "$slow" = slow ]; then
+    strace -E "LD_PRELOAD=$slow_close" "$@"
+  else
+    strace "$@"
+  fi
+}
+
+# prepare COUNT VICTIM_NUMBER fast|slow: makes the sequence, the reference
+# run and the list of the victim's calls (globals below).
 prepare() {
   local f n
+  slow=$3
   frames=()
   for ((n = 1; n <= $1; n++)); do frames+=("$(printf 'f.%04d.dpx' "$n")"); done
   victim=$(printf 'f.%04d.dpx' "$2")
@@ -75,7 +100,8 @@ prepare() {
   # The reference run: its output, and per frame the correctly patched
   # block.
   fresh "$work/ref"
-  if ! "$chronex" "$work/ref/${frames[0]}" "${args[@]}" >"$work/ref.out"; then
+  if ! chronex_env "$work/ref/${frames[0]}" "${args[@]}" >"$work/ref.out"
+  then
     echo "faults: the run without faults failed" >&2
     return 1
   fi
@@ -94,8 +120,9 @@ prepare() {
   # thread that makes them (the program's path adds the exec, whose
   # process is the main thread).
   fresh "$work/trace"
-  strace -f -qq -o "$work/trace.txt" -P "$work/trace/$victim" -P "$chronex" \
-    "$chronex" "$work/trace/${frames[0]}" "${args[@]}" >/dev/null
+  strace_env -f -qq -o "$work/trace.txt" -P "$work/trace/$victim" \
+    -P "$chronex" "$chronex" "$work/trace/${frames[0]}" "${args[@]}" \
+    >/dev/null
   local main_pid pids
   main_pid=$(sed -n 's/^\([0-9]*\) *execve(.*/\1/p' "$work/trace.txt")
   calls=()
@@ -252,7 +279,7 @@ run_matrix() {
       spec=$(inject_spec "$i" "$fault")
       dir="$work/case"
       fresh "$dir"
-      strace -f -qq -o /dev/null -P "$dir/$victim" -e inject="$spec" \
+      strace_env -f -qq -o /dev/null -P "$dir/$victim" -e inject="$spec" \
         "$chronex" "$dir/${frames[0]}" "${args[@]}" >"$work/case.out" \
         2>"$work/case.err"
       status=$?
@@ -298,7 +325,7 @@ $row"
 echo "Injected faults: the faulted frame's line, other frames patched"
 echo "normally, exit 0, original bytes kept, only whole patched blocks"
 echo "appended."
-for scenario in "3 2" "12 10"; do
+for scenario in "3 2 fast" "16 12 slow"; do
   # shellcheck disable=SC2086
   prepare $scenario || exit 1
   classify
