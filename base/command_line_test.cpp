@@ -72,15 +72,4 @@ TEST(CommandLine, JoinsQuotingBlankOrTabReadsAndRemovesByIndex) {
   EXPECT_STREQ("", oEmpty.strCommandLineWithoutApp().pszGetString());
 }
 
-TEST(CommandLine, GlobalInstanceIsCreatedEmptyOnFirstUse) {
-  CLuCommandLine* poGlobal = CLuCommandLine::poGlobal();
-  ASSERT_NE(nullptr, poGlobal);
-  EXPECT_EQ(0u, poGlobal->nArgCount());
-  char* apszArgV[] = {const_cast<char*>("chronex"),
-                      const_cast<char*>("plate.0001.dpx")};
-  poGlobal->Construct(2, apszArgV);  // main's own argument type
-  EXPECT_STREQ("plate.0001.dpx",
-               CLuCommandLine::poGlobal()->strArg(1, "").pszGetString());
-}
-
 }  // namespace

@@ -58,8 +58,6 @@ TEST(Error, SingleErrorRenderings) {
        "<H1>Internal Unexpected Error &amp;lt;</H1>"},
       {CLuError("T", "f", 7, 0, eError, ""), "Error\nT\nFile: f\nLine: 7\n\n\n",
        "<H1>Error T</H1><p>File: <a href=\"f\">f</a><br>Line: <b>7</b></p>"},
-      {CLuError("T", "f", 0, 3, eError, ""), "Error\nT\nFile: fColumn: 3\n\n\n",
-       "<H1>Error T</H1><p>File: <a href=\"f\">f</a>Column: <b>3</b></p>"},
       {CLuError(nullptr, "T", "", 5, 6, eError, ""), "Error\nT\n\n\n",
        "<H1>Error T</H1>"},
       {CLuError("a <1>\n\nb", eError, ""), "Error\na <1>\n\nb\n\n\n",

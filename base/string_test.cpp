@@ -1,9 +1,7 @@
 #include "base/string.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -19,13 +17,8 @@ namespace {
 // ---- storage and growth ----------------------------------------------------
 
 TEST(StringGrowth, GrowsByHalfWithAFloorOf32) {
-  CLuString str;
-  str.Construct(32);
-  str.Append("abc", kLuStringAll);
-  EXPECT_EQ(33u, str.nGetCapacity());
-  str.Append(std::string(37, 'x').c_str());
-  EXPECT_EQ(49u, str.nGetCapacity());  // 40 characters: max(33 * 3 / 2, 41)
-
+  // Half again is the FrontCut test's 33 -> 49; here the floor and a
+  // request beyond half again.
   CLuString strSmall;
   strSmall.Construct(9);  // capacity 10
   strSmall.Reallocate(12, true);
@@ -137,7 +130,6 @@ TEST(StringNumbers, FromNumberWritesTidyDecimals) {
   EXPECT_STREQ(".5", CLuString::strFromNumber(0.5, 2, true));
   EXPECT_STREQ("0", CLuString::strFromNumber(0.0, 2, true));
   EXPECT_STREQ("-0.25", CLuString::strFromNumber(-0.25, 2, false));
-  EXPECT_STREQ("2", CLuString::strFromNumber(2.0, 3, false));
   EXPECT_STREQ("29.969999999999999",
                CLuString::strFromNumber(29.97, 15, false));
   EXPECT_STREQ("-9000000000", CLuString::strFromNumber(int64_t(-9000000000)));
@@ -171,10 +163,8 @@ int64_t iToUINT(char const* psz, uint32_t nMax = 99) {
 
 TEST(StringNumbers, ToUINTReadsLikeStrtoulWithA32BitLong) {
   EXPECT_EQ(12, iToUINT("12"));
-  EXPECT_EQ(12, iToUINT(" 12"));
   EXPECT_EQ(-1, iToUINT("12a"));
   EXPECT_EQ(-1, iToUINT("12 "));  // a trailing blank is left over
-  EXPECT_EQ(-1, iToUINT(""));
   EXPECT_EQ(-1, iToUINT("0"));
   EXPECT_EQ(-1, iToUINT("100"));
   EXPECT_EQ(4294967295, iToUINT("-1", 0xFFFFFFFFu));
@@ -198,7 +188,6 @@ TEST(StringNumbers, ToDoubleReadsLikeStrtodAndNaNPassesEveryRange) {
   EXPECT_EQ(INFINITY, dToDouble("1e999", 0.0, INFINITY));
   EXPECT_EQ(-2.5, dToDouble(" -2.5", -3.0, 0.0));
   EXPECT_EQ(-1, dToDouble("2.5x", 0.0, 10.0));
-  EXPECT_EQ(-1, dToDouble("", 0.0, 10.0));
   EXPECT_EQ(-1, dToDouble("23.976", 0.0, 23.0));
 }
 
@@ -208,16 +197,6 @@ TEST(StringNumbers, OtherConversionsHonourTheirRanges) {
   EXPECT_EQ(INT32_MIN, i);  // saturates like a 32-bit strtol
   uint8_t by = 0;
   EXPECT_FALSE(CLuString("256").bToBYTE(&by));
-  uint32_t nColor = 0;
-  EXPECT_TRUE(CLuString("Dark Red").bToColor(&nColor));
-  EXPECT_EQ(0xFF7F0000u, nColor);
-  EXPECT_FALSE(CLuString("1,2,256").bToColor(nullptr));
-  bool b = false;
-  EXPECT_TRUE(CLuString(" TRUE ").bToBool(&b));
-  EXPECT_TRUE(b);
-  int32_t ai[4] = {};
-  EXPECT_TRUE(CLuString("1, -2,3 ,4").bToRect(ai, ai + 1, ai + 2, ai + 3));
-  EXPECT_EQ(-2, ai[1]);
   EXPECT_STREQ("01:02:05:12", CLuString::strTimeCode(3725.5, 24.0));
   EXPECT_STREQ("25:00:00:00", CLuString::strTimeCode(90000.0, 25.0));
 }
@@ -236,7 +215,6 @@ TEST(StringCompare, CompareExWithSplitNumbersAndPaths) {
   EXPECT_LT(S("a1").iCompareEx("a1b2", eCase, true), 0);  // counts differ
   EXPECT_EQ(-1, S("x4294967295").iCompareEx("x0", eCase, true));
   EXPECT_EQ(0, S("C:\\dir\\").iCompareEx("c:/DIR", ePath, false));
-  EXPECT_EQ(-1, S("").iCompareEx("a", ePath, false));
   EXPECT_EQ(1, S("d/f10/").iCompareEx("D\\F9", ePath, true));
   EXPECT_EQ(0, S("C:\\x").iCompareEx("c:/x", 2, false));  // fn by number
 }
@@ -262,19 +240,6 @@ TEST(StringCompare, PrefixesSuffixesAndPathPrefixes) {
 
 // ---- trimming, line ends, replacing ----------------------------------------
 
-std::string strTrimmed(char const* psz, char const* pszSet) {
-  CLuString str(psz);
-  str.TruncateWhiteSpace(pszSet);
-  return str.pszGetString();
-}
-
-TEST(StringTrim, TruncateWhiteSpaceRemovesSetCharactersAtBothEnds) {
-  EXPECT_EQ("a b", strTrimmed("  a b \t", " \t"));
-  EXPECT_EQ("", strTrimmed("   ", " \t"));
-  EXPECT_EQ("", strTrimmed("", " "));
-  EXPECT_EQ("a", strTrimmed("xax", "x"));
-}
-
 TEST(StringLineEnds, NormalizeToLFAndToCRLF) {
   struct {
     char const* psz;
@@ -282,7 +247,6 @@ TEST(StringLineEnds, NormalizeToLFAndToCRLF) {
     char const* pszExpected;
   } const aCases[] = {
       {"a\nb\r\nc\rd", 2, "a\r\nb\r\nc\r\nd"},
-      {"\n\r\n", 2, "\r\n\r\n"},
       {"\r\r", 5, "\r\n\r\n"},
       // Nothing needs an extra character, yet the pair is turned round.
       {"x\n\ry", 2, "x\r\ny"},
@@ -321,9 +285,7 @@ TEST(StringEncoding, HexRoundTripsAndRefusesBadText) {
     return std::string(str.pszGetString());
   };
   EXPECT_EQ("00FF7F0A", Encoded(1));
-  EXPECT_EQ("00ff7f0a", Encoded(0));
   EXPECT_EQ("00 FF 7F 0A", Encoded(2));  // str keeps this text
-  EXPECT_EQ(11u, CLuString::nEncodedStringLength(4, 2));
   uint8_t abyOut[4] = {};
   EXPECT_TRUE(str.bDecodeString(abyOut, 4, 2));
   EXPECT_EQ(0, memcmp(aby, abyOut, 4));
@@ -340,15 +302,6 @@ TEST(StringHelpers, PathFrameAndMarkupHelpers) {
       CLuString("d%/plate.0001.dpx").strDeriveNumberFormatFromFrameName());
   EXPECT_STREQ("",
                CLuString("dir.d/.hidden").strExtractNormalizedFileExtension());
-
-  str = "<r><a x=\"1\"><a/></a><b/></r>";
-  CLuString strSection;
-  str.CutOutXMLSection("a", &strSection);
-  EXPECT_STREQ("<a x=\"1\"><a/></a>", strSection.pszGetString());
-  EXPECT_STREQ("<r><b/></r>", str.pszGetString());
-  str = "a\tb,c\n1\t\"q\"\n";
-  str.ConvertVELOMAFormattedToCSV();
-  EXPECT_STREQ("a,\"b,c\"\n1,\"\"\"q\"\"\"\n", str.pszGetString());
 
   setenv("LU_STRING_TEST_VAR", "val", 1);
   str = "$LU_STRING_TEST_VAR/${LU_STRING_TEST_VAR}/$LU_UNSET_VAR_X/$$";
@@ -399,11 +352,8 @@ TEST(StringWildCard, MatchesPatternListsWithTheirDeliberateAsymmetry) {
   EXPECT_FALSE(bMatch("b1", "a*;b*"));   // literal mismatch ends the whole test
   EXPECT_TRUE(bMatch("abc", "ab,abc"));  // pattern ends first: next one
   EXPECT_FALSE(bMatch("ABA", "*A"));     // leftmost occurrence, no backtracking
-  EXPECT_TRUE(bMatch("ABA", "*A*"));
-  EXPECT_FALSE(bMatch("A", "*?A"));  // at least one character before "A"
-  EXPECT_TRUE(bMatch("BA", "*?A"));
+  EXPECT_FALSE(bMatch("A", "*?A"));      // at least one character before "A"
   EXPECT_FALSE(bMatch("", "*?"));
-  EXPECT_FALSE(bMatch("ab", "???"));
   EXPECT_TRUE(bMatch("", "*.*"));
   EXPECT_FALSE(bMatch("x", ""));
   // Past 255 bytes the test leaves the short-text way: same answers.
@@ -416,16 +366,15 @@ TEST(StringWildCard, MatchesPatternListsWithTheirDeliberateAsymmetry) {
 
 class StringFile : public ::testing::Test {
  protected:
-  void SetUp() override { ASSERT_NE(nullptr, mkdtemp(&m_strDir[0])); }
+  void SetUp() override { ASSERT_NE(nullptr, mkdtemp(&m_strRoot[0])); }
   void TearDown() override {
-    EXPECT_EQ(0, system(("rm -rf '" + m_strDir + "'").c_str()));
+    EXPECT_EQ(0, system(("rm -rf '" + m_strRoot + "'").c_str()));
   }
-  std::string strWrite(char const* pszName, char const* pData, size_t n) {
-    std::string const strPath = m_strDir + "/" + pszName;
-    EXPECT_TRUE(std::ofstream(strPath, std::ios::binary).write(pData, n));
-    return strPath;
+  std::string P(char const* pszName) const { return m_strRoot + "/" + pszName; }
+  static void Write(std::string const& strPath, std::string const& strBytes) {
+    std::ofstream(strPath, std::ios::binary) << strBytes;
   }
-  std::string m_strDir = "/tmp/lu_string_test_XXXXXX";
+  std::string m_strRoot = "/tmp/lu_string_test_XXXXXX";
 };
 
 TEST_F(StringFile, ReadsFilesAndStreamsOfUnknownSize) {
@@ -444,18 +393,13 @@ TEST_F(StringFile, ReadsFilesAndStreamsOfUnknownSize) {
   };
   for (auto const& o : aCases) {
     SCOPED_TRACE(o.pszName);
-    std::string const strPath = m_strDir + "/" + o.pszName;
+    std::string const strPath = P(o.pszName);
     std::thread oWriter;
     if (o.bFifo) {
       ASSERT_EQ(0, mkfifo(strPath.c_str(), 0600));
-      oWriter = std::thread([&] {
-        int const iFile = open(strPath.c_str(), O_WRONLY);  // waits for us
-        EXPECT_EQ(ssize_t(o.strBytes.size()),
-                  write(iFile, o.strBytes.data(), o.strBytes.size()));
-        close(iFile);
-      });
+      oWriter = std::thread([&] { Write(strPath, o.strBytes); });  // waits
     } else {
-      strWrite(o.pszName, o.strBytes.data(), o.strBytes.size());
+      Write(strPath, o.strBytes);
     }
     CLuString str("old");
     EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), o.bRawBytes));
@@ -463,26 +407,15 @@ TEST_F(StringFile, ReadsFilesAndStreamsOfUnknownSize) {
     EXPECT_STREQ(o.pszExpected, str.pszGetString());
   }
   CLuString str;
-  std::string strPath = m_strDir + "/t.bin";
+  std::string strPath = P("t.bin");
   for (char& c : strPath)
     if (c == '/') c = '\\';  // backslashed paths are accepted
   EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), true));
   EXPECT_STREQ("a\r\nb\rc\n", str.pszGetString());
   str = "old";
-  EXPECT_FALSE(str.bReadFromFile((m_strDir + "/missing").c_str()));
-  EXPECT_FALSE(str.bReadFromFile(m_strDir.c_str()));  // a folder
+  EXPECT_FALSE(str.bReadFromFile(P("missing").c_str()));
+  EXPECT_FALSE(str.bReadFromFile(m_strRoot.c_str()));  // a folder
   EXPECT_STREQ("old", str.pszGetString());
-}
-
-TEST_F(StringFile, ReadsLargeFilesAndWritesThemBack) {
-  std::string strBig;
-  for (int i = 0; i < 5000; i++) strBig += "line " + std::to_string(i) + "\n";
-  std::string const strPath = m_strDir + "/big.txt";
-  CLuString str(strBig.c_str()), strRead;
-  EXPECT_TRUE(str.bWriteToFile(strPath.c_str(), true));
-  EXPECT_TRUE(strRead.bReadFromFile(strPath.c_str(), false));
-  EXPECT_EQ(strBig, strRead.pszGetString());
-  EXPECT_FALSE(str.bWriteToFile((m_strDir + "/no/such/dir").c_str()));
 }
 
 }  // namespace

@@ -32,16 +32,6 @@ std::vector<std::unique_ptr<CLuCheckSum>> AllKinds(bool bCRC) {
   return v;
 }
 
-// Sees the cache fill and counts compressions.
-struct SMD5Probe : CLuMD5CheckSum {
-  int iBlocks = 0;
-  unsigned int nCached() const { return m_nCached; }
-  void UpdateDigest(unsigned int* pnBlock) override {
-    ++iBlocks;
-    CLuMD5CheckSum::UpdateDigest(pnBlock);
-  }
-};
-
 // The CRC as text, fed as one buffer (the word path); feeding byte by byte
 // must give the same value.
 std::string strCRC(std::string const& strInput) {
@@ -84,33 +74,6 @@ TEST(LuCheckSum, OneUnpaddedBlockIsTheCompressionFunction) {
   vSHA[60] = 24;
   CLuSHA1CheckSum oSHA1;
   EXPECT_EQ("363E99A96A81064771253EBA6CC250789DD8D09C", Digest(oSHA1, vSHA));
-}
-
-TEST(LuCheckSum, CacheKeepsUpToOneFullBlock) {
-  // Feeds buffers of nFirst and nThen bytes, then c: 'b' a byte, 'w' a word.
-  struct {
-    unsigned int nFirst, nThen;
-    char c;
-    int iBlocks;
-    unsigned int nCached;
-  } const aCases[] = {{64, 0, 0, 0, 64},  {65, 0, 0, 1, 1},
-                      {128, 0, 0, 1, 64}, {10, 60, 0, 1, 6},
-                      {64, 0, 'b', 1, 1}, {60, 0, 'w', 0, 64},
-                      {61, 0, 'w', 1, 1}};
-  Bytes const v(128, 0x5A);  // the contents do not matter here
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(&c - aCases);
-    SMD5Probe o;
-    o.Update(v.data(), c.nFirst);
-    o.Update(v.data(), c.nThen);
-    if (c.c == 'b') o.Update(static_cast<unsigned char>(7));
-    if (c.c == 'w') o.Update(0x01020304u);
-    EXPECT_EQ(c.iBlocks, o.iBlocks);
-    EXPECT_EQ(c.nCached, o.nCached());
-    o.pbyAsBytes();  // reading flushes the cache
-    EXPECT_EQ(c.iBlocks + 1, o.iBlocks);
-    EXPECT_EQ(0u, o.nCached());
-  }
 }
 
 TEST(LuCheckSum, FlushZeroFillsTheLastBlockAndUpdatesContinue) {

@@ -253,75 +253,42 @@ TEST_F(FileTest, PositionsAndBytesMatchTheSeekingFileObject) {
   auto Next = [&](unsigned n) {
     return (nSeed = nSeed * 1103515245 + 12345) / 65536 % n;
   };
-  for (int iMode : {0, 1, 2}) {  // read, read-write appending, created
-    SCOPED_TRACE(iMode);
-    for (char const* psz : {"mine", "literal"}) Write(P(psz), strBytes);
-    ELuFileAccess const eAccess = iMode ? eAccessReadWrite : eAccessRead;
-    ELuFileCreate const eCreate = iMode == 2 ? eCreateAlways : eOpenExisting;
-    CLuFile o;
-    ASSERT_TRUE(o.bOpen(P("mine").c_str(), eAccess, eCreate, false));
-    int const iFlags = (iMode ? O_RDWR : O_RDONLY) | (iMode == 1   ? O_APPEND
-                                                      : iMode == 2 ? O_TRUNC
-                                                                   : 0);
-    SLiteralFile oRef{::open(P("literal").c_str(), iFlags)};
-    if (iMode == 1) oRef.Seek(0, 2);
-    for (int iStep = 0; iStep < 400; ++iStep) {
-      SCOPED_TRACE(iStep);
-      char aMine[64] = {}, aRef[64] = {};
-      uint32_t const n = Next(40);
-      switch (Next(iMode ? 6 : 4)) {
-        case 0:
-          EXPECT_EQ(o.n64GetSize(), oRef.Size());
-          break;
-        case 1: {
-          int const iSeek = int(Next(3));
-          uint64_t const n64Offset = iSeek == 1 ? uint64_t(int(Next(60)) - 30)
-                                                : Next(iSeek ? 40 : 700);
-          EXPECT_EQ(o.n64Seek(n64Offset, ELuSeekMode(iSeek)),
-                    oRef.Seek(n64Offset, iSeek));
-          break;
-        }
-        case 2:
-        case 3:
-          EXPECT_EQ(o.ipRead(aMine, n), oRef.Transfer(aRef, n, false));
-          EXPECT_EQ(std::string(aMine, 64), std::string(aRef, 64));
-          break;
-        default:
-          for (uint32_t i = 0; i < n; ++i) aMine[i] = aRef[i] = char('b' + i);
-          EXPECT_EQ(o.ipWrite(aMine, n), oRef.Transfer(aRef, n, true));
+  // Read-write appending: reads, writes and seeks all meet the lazy position.
+  for (char const* psz : {"mine", "literal"}) Write(P(psz), strBytes);
+  CLuFile o;
+  ASSERT_TRUE(
+      o.bOpen(P("mine").c_str(), eAccessReadWrite, eOpenExisting, false));
+  SLiteralFile oRef{::open(P("literal").c_str(), O_RDWR | O_APPEND)};
+  oRef.Seek(0, 2);
+  for (int iStep = 0; iStep < 200; ++iStep) {
+    SCOPED_TRACE(iStep);
+    char aMine[64] = {}, aRef[64] = {};
+    uint32_t const n = Next(40);
+    switch (Next(6)) {
+      case 0:
+        EXPECT_EQ(o.n64GetSize(), oRef.Size());
+        break;
+      case 1: {
+        int const iSeek = int(Next(3));
+        uint64_t const n64Offset =
+            iSeek == 1 ? uint64_t(int(Next(60)) - 30) : Next(iSeek ? 40 : 700);
+        EXPECT_EQ(o.n64Seek(n64Offset, ELuSeekMode(iSeek)),
+                  oRef.Seek(n64Offset, iSeek));
+        break;
       }
-      ASSERT_EQ(o.n64GetPosition(), oRef.n64Position);
+      case 2:
+      case 3:
+        EXPECT_EQ(o.ipRead(aMine, n), oRef.Transfer(aRef, n, false));
+        EXPECT_EQ(std::string(aMine, 64), std::string(aRef, 64));
+        break;
+      default:
+        for (uint32_t i = 0; i < n; ++i) aMine[i] = aRef[i] = char('b' + i);
+        EXPECT_EQ(o.ipWrite(aMine, n), oRef.Transfer(aRef, n, true));
     }
-    ::close(oRef.fd);
-    EXPECT_EQ(Read(P("mine")), Read(P("literal")));
+    ASSERT_EQ(o.n64GetPosition(), oRef.n64Position);
   }
-}
-
-// Identity and size come from one status query; positioned reads leave the
-// descriptor where it was, so no seek is ever needed.
-TEST_F(FileTest, IdentityTellsHardLinksFromCopies) {
-  Write(P("a"), "abcdef");
-  ASSERT_EQ(::link(P("a").c_str(), P("b").c_str()), 0);
-  Write(P("c"), "abcdef");
-  auto Identity = [&](char const* pszName) {
-    CLuFile o;
-    EXPECT_TRUE(o.bOpen(P(pszName).c_str(), eAccessRead, eOpenExisting, false));
-    EXPECT_EQ(o.n64GetSize(), 6u);
-    EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);
-    EXPECT_EQ(Take(&o, 2), "cd");
-    EXPECT_EQ(::lseek(o.iGetHandle(), 0, SEEK_CUR), 0);
-    uint64_t n64Device = 0, n64Inode = 0;
-    EXPECT_TRUE(o.bGetFileIdentity(&n64Device, &n64Inode));
-    return std::make_pair(n64Device, n64Inode);
-  };
-  struct stat oStat;
-  ASSERT_EQ(::stat(P("a").c_str(), &oStat), 0);
-  EXPECT_EQ(Identity("a"),
-            std::make_pair(uint64_t(oStat.st_dev), uint64_t(oStat.st_ino)));
-  EXPECT_EQ(Identity("b"), Identity("a"));
-  EXPECT_NE(Identity("c"), Identity("a"));
-  CLuFile oClosed;
-  EXPECT_FALSE(oClosed.bGetFileIdentity(nullptr, nullptr));
+  ::close(oRef.fd);
+  EXPECT_EQ(Read(P("mine")), Read(P("literal")));
 }
 
 TEST_F(FileTest, AlignPadsWithZerosToWholeBlocks) {
@@ -382,27 +349,6 @@ TEST(ThreadSafeByteFifo, GrowsInStepsOf512AndFillsFreedBytes) {
   CLuThreadSafeByteFifo oEmpty;
   oEmpty.Append(aby.data(), 0);
   EXPECT_TRUE(oEmpty.bHasData());
-}
-
-TEST(PosixFile, DestructorClosesTheStream) {
-  FILE* po = std::tmpfile();
-  int const fd = fileno(po);
-  { CLuPosixFile o(po); }
-  EXPECT_EQ(::fcntl(fd, F_GETFD), -1);
-  CLuPosixFile o;
-  EXPECT_TRUE(o.bOpen("/dev/null", "rb"));
-  std::fclose(o.poDetach());  // and the destructor finds nothing to close
-}
-
-TEST(RunTimeTypeInfo, ObjectsCarryTheirChainOfIdentifiers) {
-  CLuFile o;
-  ASSERT_EQ(o.nGetTypeIDCount(), 3u);
-  EXPECT_EQ(o.nGetTypeIDAt(0), CLuRunTimeTypeInfo::nTypeID());
-  EXPECT_EQ(o.nGetTypeIDAt(1), CLuByteSink::nTypeID());
-  EXPECT_EQ(o.nGetTypeIDAt(2), CLuFile::nTypeID());
-  EXPECT_EQ(o.nGetTypeIDAt(3), 4294967295u);
-  EXPECT_TRUE(o.bIsKindOf(CLuByteSink::nTypeID()));
-  EXPECT_FALSE(o.bIsKindOf(CLuRunTimeTypeInfo::nNextTypeID()));  // unused
 }
 
 }  // namespace

@@ -42,7 +42,6 @@ TEST(Paths, SplitTakesPathsApartAtLastSlashAndLastDot) {
     EXPECT_EQ(c.pszFolder, S(strFolder));
     EXPECT_EQ(c.pszName, S(strName));
     EXPECT_EQ(c.pszExtension, S(strExtension));
-    EXPECT_EQ(c.pszExtension, S(strLuGetExtension(c.pszPath)));
     EXPECT_EQ(c.pszFolder, S(strLuDirectoryFromPath(c.pszPath)));
     EXPECT_EQ(std::string(c.pszName) + c.pszExtension,
               S(strLuFileNameFromPath(c.pszPath)));
@@ -110,7 +109,6 @@ TEST(Paths, HomeAndDesktopRelativePathsRoundTrip) {
     void (*pfn)(CLuString const&, CLuString*);
     char const *pszIn, *pszOut;
   } const aCases[] = {
-      {LuHomeRelativeToRealPath, "docs/a", "/home/t/docs/a"},
       {LuHomeRelativeToRealPath, "~/x", "/home/t/x"},
       {LuRealPathToHomeRelativePath, "/home/t/docs/a", "docs/a"},
       {LuRealPathToHomeRelativePath, "/home/tX/a", "/home/tX/a"},

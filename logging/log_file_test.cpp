@@ -6,12 +6,11 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
+
+#include "files/temp_dir_test.h"
 
 namespace {
 
@@ -37,11 +36,6 @@ bool bMatches(std::string const& strText, std::string const& strTemplate) {
   return std::regex_match(strText, std::regex(str));
 }
 
-std::string ReadFile(std::string const& strPath) {
-  std::ifstream oIn(strPath, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(oIn), {});
-}
-
 // A new file's header, its empty line and first line, without system
 // information; and what closing appends.
 std::string const kHeader =
@@ -49,16 +43,9 @@ std::string const kHeader =
     "initialized\n";
 char const kClosing[] = "{T} [LuLog]           Closing log file\n\n{D}\n";
 
-class LuLogFile : public ::testing::Test {
+class LuLogFile : public TempDirTest {
  protected:
-  void SetUp() override {
-    char szTemplate[] = "/tmp/lu_log_XXXXXX";
-    ASSERT_NE(mkdtemp(szTemplate), nullptr);
-    m_strDir = szTemplate;
-    m_strPath = m_strDir + "/run.log";
-  }
-  void TearDown() override { std::filesystem::remove_all(m_strDir); }
-  std::string m_strDir, m_strPath;
+  std::string LogPath() const { return P("run.log"); }
 };
 
 }  // namespace
@@ -83,42 +70,42 @@ TEST(LuLog, CutsAndPadsTheCategoryAndEndsEveryLineOnce) {
 }
 
 TEST_F(LuLogFile, FirstLineEmptiesTheFileAndWritesHeaderClosingAddsLines) {
-  std::ofstream(m_strPath) << "old content that must go\n";
+  Write(LogPath(), "old content that must go\n");
   std::string const strLine = "{T} [Test]            value 7\n";
   {
-    CLuLogFile oLog(m_strPath.c_str(), CLuLogFile::knNoLimit, false);
-    EXPECT_EQ(ReadFile(m_strPath), "old content that must go\n");
+    CLuLogFile oLog(LogPath().c_str(), CLuLogFile::knNoLimit, false);
+    EXPECT_EQ(Read(LogPath()), "old content that must go\n");
     oLog.Log("Test", "value %u", 7u);
-    EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine));
+    EXPECT_TRUE(bMatches(Read(LogPath()), kHeader + strLine));
     unsigned int nUnused = 1234;
     EXPECT_TRUE(oLog.bOpen(false, &nUnused));  // already open: writes nothing
     EXPECT_EQ(nUnused, 1234u);                 // and leaves the pointer alone
   }
-  EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader + strLine + kClosing));
+  EXPECT_TRUE(bMatches(Read(LogPath()), kHeader + strLine + kClosing));
 }
 
 TEST_F(LuLogFile, RotatesAtTwoKiBWithOneKiBLimitButNotAt2047Bytes) {
-  CLuLogFile oLog(m_strPath.c_str(), 1, false);
+  CLuLogFile oLog(LogPath().c_str(), 1, false);
   // Header, empty line and first line: 37 + 1 + 47 bytes; each line under a
   // 15-character category adds 28 bytes to its message.
   oLog.Log("ABCDEFGHIJKLMNO", "%s", std::string(1000, 'a').c_str());
   oLog.Log("ABCDEFGHIJKLMNO", "%s", std::string(906, 'b').c_str());
-  std::string const strFull = ReadFile(m_strPath);
+  std::string const strFull = Read(LogPath());
   ASSERT_EQ(strFull.size(), 2047u);  // 2047 / 1024 = 1: not above the limit
-  EXPECT_NE(access((m_strPath + ".old").c_str(), F_OK), 0);
+  EXPECT_NE(access((LogPath() + ".old").c_str(), F_OK), 0);
 
   oLog.Output("y");  // 2,048 bytes: 2 whole KiB exceed the limit of 1
-  std::string const strOld = ReadFile(m_strPath + ".old");
+  std::string const strOld = Read(LogPath() + ".old");
   EXPECT_EQ(strOld.substr(0, 2048), strFull + "y");
   EXPECT_TRUE(bMatches(strOld.substr(2048), kClosing)) << strOld.substr(2048);
-  EXPECT_TRUE(bMatches(ReadFile(m_strPath), kHeader));
+  EXPECT_TRUE(bMatches(Read(LogPath()), kHeader));
 
   // Rotating at opening: the emptied file's closing lines go to ".old", and
   // the opening's own header follows the one the rotation wrote.
-  CLuLogFile oRotated((m_strDir + "/rotated.log").c_str(), 1, false);
+  CLuLogFile oRotated((m_strRoot + "/rotated.log").c_str(), 1, false);
   EXPECT_TRUE(oRotated.bOpen(true));
-  EXPECT_TRUE(bMatches(ReadFile(m_strDir + "/rotated.log.old"), kClosing));
-  EXPECT_TRUE(bMatches(ReadFile(m_strDir + "/rotated.log"), kHeader + kHeader));
+  EXPECT_TRUE(bMatches(Read(m_strRoot + "/rotated.log.old"), kClosing));
+  EXPECT_TRUE(bMatches(Read(m_strRoot + "/rotated.log"), kHeader + kHeader));
 }
 
 TEST_F(LuLogFile, FailuresNeverReachTheCaller) {
@@ -131,14 +118,14 @@ TEST_F(LuLogFile, FailuresNeverReachTheCaller) {
     EXPECT_EQ(errno, 1234);
   }
   // A folder in the path's place cannot be opened either; "\\" is "/".
-  CLuLogFile oLog((m_strDir + "\\").c_str(), 1, false);
-  EXPECT_EQ(oLog.strGetPath().pszGetString(), m_strDir + "/");
+  CLuLogFile oLog((m_strRoot + "\\").c_str(), 1, false);
+  EXPECT_EQ(oLog.strGetPath().pszGetString(), m_strRoot + "/");
   oLog.Log("Cat", "dropped");
   EXPECT_FALSE(oLog.bIsOpen());
 }
 
 TEST_F(LuLogFile, SystemInformationDescribesThisMachine) {
-  CLuLogFile oLog(m_strPath.c_str(), CLuLogFile::knNoLimit, true);
+  CLuLogFile oLog(LogPath().c_str(), CLuLogFile::knNoLimit, true);
   oLog.Log("Cat", "after");
   char szHost[256] = {0}, szDomain[256] = {0};
   gethostname(szHost, sizeof(szHost) - 1);
@@ -147,7 +134,7 @@ TEST_F(LuLogFile, SystemInformationDescribesThisMachine) {
   struct passwd const* poUser = getpwuid(getuid());
   char const* pszDisplay = getenv("DISPLAY");
   // No driver line on this platform; the processor lines by their shape.
-  std::string const strText = ReadFile(m_strPath);
+  std::string const strText = Read(LogPath());
   EXPECT_TRUE(bMatches(
       strText,
       std::string("{D} [4745.84.Z800.2010-07-20]\nMachine: ") + szHost +

@@ -92,9 +92,8 @@ TEST(TimeCode, FrameBaseRoundsTheRate) {
     EXPECT_EQ(Tc(0, 0, 0, 0, adFps[i]).nFpsBase, anBase[i]) << adFps[i];
 }
 
-// Hand-counted examples (the day walk below counts every frame at 24, 25 and
-// 30), plus drop frame at other bases: always two frame numbers a minute are
-// skipped (25 -> 1,498 a minute; 60 skips 2, not 4).
+// Drop frame at rates the day walk below does not count: always two frame
+// numbers a minute are skipped (25 -> 1,498 a minute; 60 skips 2, not 4).
 TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
   struct {
     double dFps;
@@ -103,9 +102,6 @@ TEST(TimeCode, CountsFramesSinceMidnightAndPerDay) {
     int32_t iFrames;
     uint32_t nPerDay;
   } const cases[] = {
-      {23.976, false, 1, 0, 0, 0, 86400, 2073600},
-      {30, true, 0, 1, 0, 2, 1800, 2589408},
-      {30, true, 1, 0, 0, 0, 107892, 2589408},
       {29.97, true, 1, 0, 0, 0, 107892, 2589408},
       {25, true, 0, 10, 0, 0, 14982, 2157408},
       {60, true, 0, 10, 0, 0, 35982, 5181408},
@@ -146,7 +142,6 @@ TEST(TimeCode, FactoriesBuildExactValues) {
       {Frames(1000, 71582789, false), "00:22:00:32 (71582789 fps)"},
       // day, hour and minute all wrap to 0: those steps are skipped
       {Frames(INT32_MIN, 1073741824, false), "-00:00:02:00 (1073741824 fps)"},
-      {TC::tcFromHHMMSSFF(1020304, 0, false), "01:02:03:04"},
       {TC::tcFromHHMMSSFF(-123456, 24, false), "-00:12:130:200 (24 fps)",
        "TimeCode's Second value exceeds 59 (2434)\n"
        "TimeCode's Frame value outside range 0..23(486856)\n"},
@@ -154,7 +149,6 @@ TEST(TimeCode, FactoriesBuildExactValues) {
        "TimeCode's Hour value exceeds 23 (4294967295)\n"},
       {TC::tcFromHHMMSSFFString("12ab", 0, false), "00:00:00:00"},
       {TC::tcFromNumberString("-5", 0, false), "-00:00:00:05"},
-      {TC::tcFromNumberString("0102030405", 0, false), "01:02:03:04"},
       {TC::tcFromNumberString("01x20304", 0, false), "01:00:03:04"},
       {TC::tcFromNumberString("-", 25, false), "00:00:00:00 (25 fps)",
        "Empty timecode\n"},
@@ -256,7 +250,6 @@ TEST(TimeCode, ArithmeticGivesExactValues) {
       // a side without a rate takes the other's; with none at all the right
       // side takes 24 while the left counts at base 1
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 1, 25), "00:00:01:01 (25 fps)"},
-      {Tc(0, 0, 0, 1, 25) + Tc(0, 0, 1, 0, 0), "00:00:01:01 (25 fps)"},
       {Tc(0, 0, 1, 0, 0) + Tc(0, 0, 0, 5, 0), "00:00:00:06 (24 fps)"},
       {Tc(0, 0, 1, 0, 0) - Tc(0, 0, 0, 5, 0), "-00:00:00:04 (24 fps)"},
   });
@@ -309,7 +302,6 @@ TEST(TimeCode, EqualityComparesCountsAndRatesOrderingOnlyFields) {
   CLuTimeCode const tcMinus = Tc(0, 0, 0, 1, 24, false, true);
   CLuTimeCode const tcZero = Tc(0, 0, 0, 0, 24);
   EXPECT_TRUE(tcMinus < tcZero && tcMinus <= tcZero && tcZero <= tcZero);
-  EXPECT_TRUE(tcZero > tcMinus && tcZero >= tcMinus && tcZero >= tcZero);
   EXPECT_FALSE(tcZero < tcZero || tcZero > tcZero);
   // by field key, although 30 frames at 30 fps is the later time
   EXPECT_TRUE(Tc(0, 0, 0, 30, 30) < tc25);
@@ -317,20 +309,16 @@ TEST(TimeCode, EqualityComparesCountsAndRatesOrderingOnlyFields) {
 
 TEST(TimeCodeText, ParsesTimecodeRateAndDropFrame) {
   ExpectRows({
-      {Parse("00:00:00:00"), "00:00:00:00 (24 fps)"},
       {Parse("  01:02:03:04\n"), "01:02:03:04 (24 fps)"},
       {Parse("-00:00:01:00"), "-00:00:01:00 (24 fps)"},
       {Parse("01:00:00:00 25"), "01:00:00:00 (25 fps)"},
       {Parse("01:00:00:00 (25fps)"), "01:00:00:00 (25 fps)"},
-      {Parse("00:01:00:02 (30fps, DropFrame)"),
-       "00:01:00:02 (30 fps, DropFrame)"},
       {Parse("00:01:00:02 30,dropframe"), "00:01:00:02 (30 fps, DropFrame)"},
       {Parse("00:01:00:02 (29.97fps,DropFrame)"),
        "00:01:00:02 (29.969999999999999 fps, DropFrame)", kWarning},
       {Parse("01::02:03:04"), "01:02:03:04 (24 fps)"},
       {Parse("01:00:00:00 FPS30"), "01:00:00:00 (30 fps)"},
       {Parse("01:00:00:00 ((30)),, "), "01:00:00:00 (30 fps)"},
-      {Parse("01:00:00:00 (30)fps"), "01:00:00:00 (30 fps)"},
       // the text cannot clear a drop flag given by the caller
       {Parse("00:01:00:02 30", true), "00:01:00:02 (30 fps, DropFrame)"},
   });
@@ -342,14 +330,10 @@ TEST(TimeCodeText, RejectsMalformedTextQuotingIt) {
   ExpectRows({
       {Parse(""), "00:00:00:00 (24 fps)",
        "Invalid timecode format string: ''\n"},
-      {Parse(" \t"), "00:00:00:00 (24 fps)",
-       "Invalid timecode format string: ' \t'\n"},
       {Parse("01: 02:03:04"), "01:00:00:00 (24 fps)",
        "Invalid timecode format string: '01: 02:03:04'\n"},
       {Parse("01:02:03"), "01:02:03:00 (24 fps)",
        "Invalid timecode format string (frames): '01:02:03'\n"},
-      {Parse("01:02:03:04:05"), "01:02:03:00 (24 fps)",
-       "Invalid timecode format string (frames): '01:02:03:04:05'\n"},
       {Parse("aa:00:00:00"), "00:00:00:00 (24 fps)",
        "Invalid timecode format string (hours): 'aa:00:00:00'\n"},
       {Parse("-01:xx:00:00"), "-01:00:00:00 (24 fps)",
@@ -366,16 +350,11 @@ TEST(TimeCodeText, RejectsMalformedTextQuotingIt) {
        "Invalid drop frame speci"
        "fication in timecode format string - expected DropFrame instead of "
        "'Drop'\n"},
-      {Parse("01:00:00:00 DropFrame"), "01:00:00:00 (24 fps)",
-       "Invalid fps speci"
-       "fication in timecode format string: '01:00:00:00 DropFrame'\n"},
       // the long form strAsString writes has a blank inside the rate
       {Parse("01:00:00:00 (30 fps, DropFrame)"), "01:00:00:00 (24 fps)",
        "Invalid fps speci"
        "fication in timecode format string: "
        "'01:00:00:00 (30 fps, DropFrame)'\n"},
-      {Parse("24:00:00:00"), "24:00:00:00 (24 fps)",
-       "TimeCode's Hour value exceeds 23 (24)\n"},
   });
 }
 

@@ -1,15 +1,13 @@
 #include "system/profiling.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "files/temp_dir_test.h"
 
 namespace {
 
@@ -29,50 +27,32 @@ SInterval oMakeInterval(uint32_t nNumber, uint8_t nEntries) {
   return oInterval;
 }
 
-// Gives each test an empty temp folder and the log path "<folder>/run".
-class ProfilingTest : public ::testing::Test {
+// Each test's log path is "<folder>/run"; -1 is the size of a missing file.
+class ProfilingTest : public TempDirTest {
  protected:
-  void SetUp() override {
-    char szTemplate[] = "/tmp/lu_profiling_XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(szTemplate));
-    strFolder = szTemplate;
-    strLogPath = CLuString((strFolder + "/run").c_str());
-    strFile = strFolder + "/run.intervals";
-  }
-  void TearDown() override { std::filesystem::remove_all(strFolder); }
-  // Size of the interval file, -1 when it does not exist.
   long iFileSize() const {
     std::error_code oError;
-    return long(std::filesystem::file_size(strFile, oError));  // -1 on error
+    return long(std::filesystem::file_size(P("run.intervals"), oError));
   }
-  std::string strFolder, strFile;
-  CLuString strLogPath;
+  CLuString LogPath() const { return P("run").c_str(); }
 };
 
 }  // namespace
-
-TEST(Profiling, GlobalManagerExistsFromStartUpIdle) {
-  CLuProfilingManager* poManager = CLuProfilingManager::poGlobal();
-  ASSERT_NE(nullptr, poManager);
-  EXPECT_TRUE(CLuProfilingManager::bIsGlobalAlive());
-  EXPECT_STREQ("Profiler", poManager->pszName);
-  EXPECT_FALSE(poManager->bRunning);
-}
 
 TEST_F(ProfilingTest, GlobalManagerEndsAtExitWithoutTouchingTheDisk) {
   // The child process runs the exit handlers in the temp folder: the global
   // manager must end cleanly and leave the folder empty.
   EXPECT_EXIT(
       {
-        if (chdir(strFolder.c_str()) != 0) _exit(3);
+        if (chdir(m_strRoot.c_str()) != 0) _exit(3);
         exit(CLuProfilingManager::poGlobal() != nullptr ? 0 : 4);
       },
       ::testing::ExitedWithCode(0), "");
-  EXPECT_TRUE(std::filesystem::is_empty(strFolder));
+  EXPECT_TRUE(std::filesystem::is_empty(m_strRoot));
 }
 
 TEST_F(ProfilingTest, RecordsNeverSplitAcrossBlocks) {
-  CLuProfilingManager oManager(strLogPath);
+  CLuProfilingManager oManager(LogPath());
   SInterval oInterval = oMakeInterval(1, 255);  // 3,088 bytes
   // 21 records fill 64,848 bytes of the first block; the 22nd would cross
   // 65,536 and starts a second one.
@@ -88,7 +68,7 @@ TEST_F(ProfilingTest, DestructorWritesEveryRecordInOrder) {
   std::string strWant;
   {
     CLuProfilingManager oManager;
-    oManager.SetLogPath(strLogPath);
+    oManager.SetLogPath(LogPath());
     for (uint32_t i = 0; i < nRecords; ++i) {
       SInterval oInterval = oMakeInterval(i, uint8_t(i % 7));
       strWant.append(reinterpret_cast<char const*>(&oInterval),
@@ -98,8 +78,7 @@ TEST_F(ProfilingTest, DestructorWritesEveryRecordInOrder) {
     EXPECT_TRUE(oManager.bSomethingRecorded());
     EXPECT_EQ(-1, iFileSize());  // the thread never ran: nothing written yet
   }
-  std::ifstream oIn(strFile, std::ios::binary);
-  std::string const strBytes(std::istreambuf_iterator<char>(oIn), {});
+  std::string const strBytes = Read(P("run.intervals"));
   EXPECT_TRUE(strBytes == strWant) << "the file differs";
   // Record 1 after the 28-byte record 0: kind 1, one entry, flags 0, thread
   // 0, location 1, start 0x0000000100000002 and end 0x0000000100000009 as
@@ -109,34 +88,9 @@ TEST_F(ProfilingTest, DestructorWritesEveryRecordInOrder) {
             strBytes.substr(28, 40));
 }
 
-TEST_F(ProfilingTest, WriterThreadWaitsFor10MiBAndDrainsOnStop) {
-  CLuProfilingManager oManager(strLogPath);
-  SInterval oInterval = oMakeInterval(9, 255);
-  long const iSize = oInterval.nGetSize();
-  ASSERT_TRUE(oManager.bStart());
-  long iAdded = 0;
-  for (; (iAdded + 1) * iSize < 5 * 1048576; ++iAdded)
-    oManager.AddInterval(oInterval, true);
-  usleep(50000);
-  EXPECT_EQ(-1, iFileSize()) << "wrote before 10 MiB were queued";
-
-  for (; iAdded * iSize < 10 * 1048576; ++iAdded)
-    oManager.AddInterval(oInterval, true);
-  // One burst of at least 10 MiB; generous time limit.
-  for (int i = 0; i < 2000 && iFileSize() < iAdded * iSize; ++i) usleep(10000);
-  EXPECT_EQ(iAdded * iSize, iFileSize());
-  EXPECT_TRUE(oManager.bWriteSucceeded());
-
-  // Below the threshold again: the rest waits for the stop request.
-  for (int i = 0; i < 100; ++i, ++iAdded) oManager.AddInterval(oInterval, true);
-  oManager.SetStopFlag();
-  EXPECT_TRUE(oManager.bWaitFor(20000));
-  EXPECT_EQ(iAdded * iSize, iFileSize());
-}
-
 TEST_F(ProfilingTest, ConcurrentReportersLoseNoRecord) {
   {
-    CLuProfilingManager oManager(strLogPath);
+    CLuProfilingManager oManager(LogPath());
     oManager.bStart();
     std::vector<std::thread> aThreads;
     for (uint32_t t = 0; t < 4; ++t)

@@ -131,6 +131,46 @@ TEST_F(Chronex, UnpaddedNumbersSortByBytesAndRelativeInputWorks) {
             0, m_strDir);
 }
 
+TEST_F(Chronex, OddRatesCountAtTheirFrameBase) {
+  // Rate 0 counts at base 1 and -25 at 25, rebuilt at 24 frames a second;
+  // 50,000 fps wraps the day length to 25,032,704 frames.
+  struct {
+    std::vector<std::string> astrOptions;
+    char const* apszWanted[3];
+  } const aCases[] = {
+      {{"-f", "0", "-t", "00:00:01:00"},
+       {"00:00:01:00", "00:00:00:02", "00:00:00:03"}},
+      {{"-t", "00:00:01:00", "-f", "-25"},
+       {"00:00:01:00", "00:00:01:02", "00:00:01:03"}},
+      {{"-f", "50000", "-t", "00:08:21:00"},
+       {"00:08:21:00", "00:00:00:145", "00:00:00:146"}},
+  };
+  for (auto const& c : aCases) {
+    SCOPED_TRACE(testing::PrintToString(c.astrOptions));
+    std::vector<std::string> astrArgs = {Path("r.0001.dpx")};
+    astrArgs.insert(astrArgs.end(), c.astrOptions.begin(), c.astrOptions.end());
+    std::string strOut;
+    for (int n = 0; n < 3; ++n) {
+      std::string const strName = "r.000" + std::to_string(n + 1) + ".dpx";
+      Frame(strName, 10);
+      strOut += strName + ": 10:00:00:00 -> " + c.apszWanted[n] + "\n";
+    }
+    ExpectRun(astrArgs, strOut);
+  }
+}
+
+TEST_F(Chronex, AVersionWithoutItsEndIsNotWrittenOver) {
+  // The version text runs on into the timecode word, which the new header
+  // changes: the texts on disk and in memory differ, so nothing is written.
+  Bytes a = DpxBytes(10);
+  std::fill(a.begin() + 8, a.begin() + 660, 'V');  // the key stays 0xFFFFFFFF
+  std::fill(a.begin() + 664, a.begin() + 1920, 'V');
+  WriteFile(Path("v.0001.dpx"), a);
+  ExpectRun({Path("v.0001.dpx"), "-f", "24", "-t", "01:00:00:00"},
+            "v.0001.dpx: error writing DPX header\n");
+  EXPECT_EQ(ReadFile(Path("v.0001.dpx")), a);
+}
+
 TEST_F(Chronex, PatchAppendsAHeaderAndARerunPatchesAgain) {
   Bytes const aOriginal = ReadFile(Frame("s.0001.dpx", 10, 0, 0, 0));
   Bytes const aRight = ReadFile(Frame("s.0002.dpx", 1, 0, 0, 1));

@@ -25,16 +25,8 @@ using namespace chronex_test;
 
 TEST(FrameFileName, IsWhatThePathFunctionsGive) {
   // Every text of up to six of the bytes the path functions treat apart.
-  char const acBytes[] = {'a', '.', '/', '\\', '"'};
-  std::vector<std::string> astr{""};
-  for (size_t nStart = 0, nLength = 1; nLength <= 6; ++nLength) {
-    size_t const nEnd = astr.size();
-    for (size_t i = nStart; i < nEnd; ++i)
-      for (char c : acBytes) astr.push_back(astr[i] + c);
-    nStart = nEnd;
-  }
   CLuString strScratch;
-  for (std::string const& s : astr) {
+  for (std::string const& s : AllTexts("a./\\\"", 6)) {
     CLuString const str(s.c_str());
     ASSERT_STREQ(pszFrameFileName(str, &strScratch),
                  strLuFileNameFromPath(str).pszGetString())

@@ -23,6 +23,19 @@ struct SRun {
   std::string strOut;
 };
 
+// Every text of up to nMax of the bytes, shortest first.
+inline std::vector<std::string> AllTexts(std::string const& strBytes,
+                                         size_t nMax) {
+  std::vector<std::string> astr{""};
+  for (size_t nStart = 0, nLength = 1; nLength <= nMax; ++nLength) {
+    size_t const nEnd = astr.size();
+    for (size_t i = nStart; i < nEnd; ++i)
+      for (char c : strBytes) astr.push_back(astr[i] + c);
+    nStart = nEnd;
+  }
+  return astr;
+}
+
 // Runs chronex with the arguments in folder strCwd (empty: this one). The
 // shell only sets the stage: every argument reaches chronex as it is. A hang
 // is killed after a minute (status 137) so it fails the test instead of

@@ -48,17 +48,9 @@ TEST(CutOffNumber, ReplacesTheFrameNumberWithAHash) {
 TEST(CutOffNumber, BareNamesCutQuicklyAsTheyDoTheLongWay) {
   // Every name of up to six of these bytes; the quick cut refuses the ones
   // with bytes the path functions rewrite.
-  char const acBytes[] = {'a', '.', '1', '#', '/', '\\', '"'};
-  std::vector<std::string> astr{""};
-  for (size_t nStart = 0, nLength = 1; nLength <= 6; ++nLength) {
-    size_t const nEnd = astr.size();
-    for (size_t i = nStart; i < nEnd; ++i)
-      for (char c : acBytes) astr.push_back(astr[i] + c);
-    nStart = nEnd;
-  }
   char szKey[16];
   CLuString strKey;
-  for (std::string const& s : astr) {
+  for (std::string const& s : chronex_test::AllTexts("a.1#/\\\"", 6)) {
     bool const bPlain = s.find_first_of("/\\\"") == std::string::npos;
     ASSERT_EQ(bCutOffNumberOfBareName(s.c_str(), uint32_t(s.size()), szKey,
                                       sizeof szKey),
