@@ -209,8 +209,8 @@ expected() {
   esac
 }
 
-# inject_spec I FAULT
-inject_spec() {
+# inject_rule I FAULT
+inject_rule() {
   local c=${calls[$1]} n=${nth[$1]}
   case $2 in
     EINTR) echo "$c:error=EINTR:when=$n" ;;
@@ -265,7 +265,7 @@ args=(-f 24 -t 01:00:00:00)
 # run_matrix: every call with every fault; adds to passed and failed and
 # prints the table.
 run_matrix() {
-  local i fault want spec dir status got problem want_text blocks row table
+  local i fault want rule dir status got problem want_text blocks row table
   table="| call on the frame | side | EIO | ENOSPC | EACCES | EINTR once | short count |
 |---|---|---|---|---|---|---|"
   for i in "${!calls[@]}"; do
@@ -276,10 +276,10 @@ run_matrix() {
         row="$row n/a |"
         continue
       fi
-      spec=$(inject_spec "$i" "$fault")
+      rule=$(inject_rule "$i" "$fault")
       dir="$work/case"
       fresh "$dir"
-      strace_env -f -qq -o /dev/null -P "$dir/$victim" -e inject="$spec" \
+      strace_env -f -qq -o /dev/null -P "$dir/$victim" -e inject="$rule" \
         "$chronex" "$dir/${frames[0]}" "${args[@]}" >"$work/case.out" \
         2>"$work/case.err"
       status=$?
@@ -309,7 +309,7 @@ run_matrix() {
       else
         failed=$((failed + 1))
         row="$row FAILED |"
-        echo "FAILED: inject=$spec: want \"$(short_word "$want")\": $problem"
+        echo "FAILED: inject=$rule: want \"$(short_word "$want")\": $problem"
         sed 's/^/  stderr: /' "$work/case.err" | head -5
       fi
     done
