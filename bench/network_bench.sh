@@ -10,21 +10,22 @@
 #      the same files.
 #   2. local disk, warm cache: CPU time (user + system) of both, interleaved,
 #      the median of REPS runs each, and their ratio; system calls per frame
-#      (strace).
+#      (strace). Both run on one pinned core (taskset), each after a sync, so
+#      that neither pays for moving between cores or for the copy's writeback.
 # Frames are sparse 12.7 MB DPX files made by gen_sequence.py; every run
 # works on a fresh copy. Needs root (the FUSE mount), fuse3, libfuse3-dev,
 # gcc, python3; perf (or strace) for the system call counts.
 #   bench/network_bench.sh [SHARED_BENCH_DIR] [NET_FRAMES] [LOCAL_FRAMES]
 # SHARED_BENCH_DIR holds latfs.c, limit_patch.c and gen_sequence.py
 # (default $SHARED_BENCH, else ../shared/bench). Environment: LATFS_US,
-# REPS (local runs per tool, default 5), CASES (default "patched right"),
+# REPS (local runs per tool, default 11), CASES (default "patched right"),
 # NET=0 skips the network part, BUILD (default build-bench).
 set -euo pipefail
 shared="$(cd "${1:-${SHARED_BENCH:-../shared/bench}}" && pwd)"
 net_frames="${2:-2000}"
 local_frames="${3:-10000}"
 latency_us="${LATFS_US:-300}"
-reps="${REPS:-5}"
+reps="${REPS:-11}"
 cases="${CASES:-patched right}"
 build="${BUILD:-build-bench}"
 
@@ -141,6 +142,16 @@ run_tool() {  # run_tool TOOL FOLDER OUT: cpu and wall seconds
   cpu_and_wall "$3" "$1" "$2/plate.0000001.dpx" -f 24 -t 01:00:00:00
 }
 
+# The local runs: one frame at a time on both sides, so both get the same
+# single core (the last one), and the disk is quiet when they start.
+pin=()
+command -v taskset >/dev/null 2>&1 && pin=(taskset -c "$(($(nproc) - 1))")
+run_local() {  # run_local TOOL FOLDER OUT: cpu and wall seconds
+  sync
+  cpu_and_wall "$3" "${pin[@]}" "$1" "$2/plate.0000001.dpx" -f 24 \
+    -t 01:00:00:00
+}
+
 echo "chronex against the sequential yardstick ($(nproc) cores, $(uname -r))"
 
 if [ "${NET:-1}" != 0 ]; then
@@ -198,7 +209,7 @@ for case in $cases; do
         fresh_copy "$work/pristine" "$work/copy"
         folder="$work/copy"
       fi
-      read -r cpu _ < <(run_tool "$exe" "$folder" "$work/$tool.out")
+      read -r cpu _ < <(run_local "$exe" "$folder" "$work/$tool.out")
       echo "$tool $cpu"
     done
   done >"$work/cpu.txt"

@@ -223,29 +223,30 @@ void CLuFile::ForgetHandle() {
   m_bIdentityKnown = false;
 }
 
-bool CLuFile::bStatHandle(uint64_t* pn64Size) const {
+bool CLuFile::bStatHandle() const {
   struct stat oStat;
   if (m_iHandle < 0 || ::fstat(m_iHandle, &oStat) != 0) return false;
-  if (!m_bIdentityKnown) {
-    m_n64Device = static_cast<uint64_t>(oStat.st_dev);
-    m_n64Inode = static_cast<uint64_t>(oStat.st_ino);
-    m_bIdentityKnown = true;
-  }
-  if (!S_ISREG(oStat.st_mode) || oStat.st_size < 0) return false;
+  m_n64Device = static_cast<uint64_t>(oStat.st_dev);
+  m_n64Inode = static_cast<uint64_t>(oStat.st_ino);
+  m_bIdentityKnown = true;
+  if (m_bFileSizeKnown || !S_ISREG(oStat.st_mode) || oStat.st_size < 0)
+    return true;
+  // A regular file's size is the end a seek would find: the same query
+  // answers the size, without moving the descriptor. The position is still
+  // marked stale, as after that seek; re-establishing it within the file
+  // costs no call.
   uint64_t const n64Size = static_cast<uint64_t>(oStat.st_size);
-  // A regular file: positioned reads work, and any size the file had is a
-  // place a seek would land on exactly.
   m_bPositioned = true;
   if (n64Size > m_n64SeekBound) m_n64SeekBound = n64Size;
-  *pn64Size = n64Size;
+  m_n64FileSize = n64Size;
+  m_bFileSizeKnown = true;
+  m_bPositionStale = true;
   return true;
 }
 
 bool CLuFile::bGetFileIdentity(uint64_t* pn64Device,
                                uint64_t* pn64Inode) const {
-  uint64_t n64Size;
-  if (!m_bIdentityKnown) bStatHandle(&n64Size);
-  if (!m_bIdentityKnown) return false;
+  if (!m_bIdentityKnown && !bStatHandle()) return false;
   if (pn64Device != nullptr) *pn64Device = m_n64Device;
   if (pn64Inode != nullptr) *pn64Inode = m_n64Inode;
   return true;
@@ -401,25 +402,26 @@ CLuString CLuFile::strFileName() const {
 
 void CLuFile::DetermineFileSize() const {
   if (m_bFileSizeKnown) return;
-  uint64_t n64Size;
-  if (bStatHandle(&n64Size)) {
-    // A regular file's size comes from one status query (each system call
-    // is a round trip on network storage), which also gives its identity.
-    // It answers what a seek to the end would, without moving the
-    // descriptor. The position is still marked stale, as after that seek;
-    // re-establishing it within the file costs no call.
-    m_n64FileSize = n64Size;
-  } else {
-    // Anything else (a FIFO, a device whose size only a seek tells; no
-    // descriptor at all while closed, where the call is not made) asks with
-    // a seek to the end. One that cannot seek answers -1, which is cached as
-    // 18446744073709551615 like any other answer.
-    off_t const iEnd =
-        m_iHandle >= 0 ? ::lseek(m_iHandle, 0, SEEK_END) : off_t(-1);
-    m_n64FileSize = static_cast<uint64_t>(iEnd);
-    if (iEnd >= 0) {
-      m_n64HandleOffset = static_cast<uint64_t>(iEnd);
-      m_bHandleOffsetKnown = true;
+  // One seek to the end: the cheapest call that answers. A closed object
+  // makes no call (it would fail); one that cannot seek (a FIFO) answers -1,
+  // which is cached as 18446744073709551615 like any other answer.
+  uint64_t const n64Before = m_n64HandleOffset;
+  bool const bBeforeKnown = m_bHandleOffsetKnown;
+  off_t const iEnd =
+      m_iHandle >= 0 ? ::lseek(m_iHandle, 0, SEEK_END) : off_t(-1);
+  m_n64FileSize = static_cast<uint64_t>(iEnd);
+  if (iEnd >= 0) {
+    uint64_t const n64End = static_cast<uint64_t>(iEnd);
+    m_n64HandleOffset = n64End;
+    m_bHandleOffsetKnown = true;
+    // A seek that really moved the descriptor to the end of what it holds
+    // (a file, a block device) lands exactly on any place up to there, so
+    // positioned transfers may stand in for those seeks. One that stayed
+    // where it was (an empty file, a device whose seek ignores its target)
+    // proves nothing: there every seek is made.
+    if (bBeforeKnown && n64End != n64Before) {
+      m_bPositioned = true;
+      if (n64End > m_n64SeekBound) m_n64SeekBound = n64End;
     }
   }
   m_bFileSizeKnown = true;

@@ -11,13 +11,12 @@
 // prints. Transfers report byte counts (0 on failure), opens report false.
 //
 // Every system call is a round trip on network storage, so the object keeps
-// its books instead of asking: a regular file's size comes from one status
-// query (fstat, which also gives the file's identity), and a position within
-// the file is reached by a positioned transfer (pread/pwrite) instead of a
-// seek followed by the transfer. Reading a header costs open, status, read,
-// close; appending one after it costs open, status, read, write, close.
-// Positions, stale flags and landing places behave exactly as if every seek
-// had been made.
+// its books instead of asking: once the size query (one seek to the end)
+// has shown that the descriptor seeks, a position within the file is
+// reached by a positioned transfer (pread/pwrite) instead of a seek followed
+// by the transfer. Reading a header costs open, seek, read, close; appending
+// one after it costs open, seek, read, write, close. Positions, stale flags
+// and landing places behave exactly as if every seek had been made.
 //
 // Linux has no per-descriptor no-caching switch. Turning it on for an
 // uncached descriptor asks the kernel to drop the file's cached pages
@@ -222,11 +221,10 @@ class CLuFile : public CLuByteSink {
   // The path given to bOpen.
   CLuString strFileName() const override;
 
-  // Asks the operating system for the file size once per opening (as a
-  // 64-bit seek to the end would, and marking the position stale like that
-  // seek) and caches its answer, -1 included; writes do not update it. A
-  // regular file is asked with one status query that leaves the descriptor
-  // where it is; anything else with the seek itself.
+  // Asks the operating system for the file size once per opening with a
+  // 64-bit seek to the end, marks the position stale and caches the answer,
+  // -1 included; writes do not update it. When bGetFileIdentity came first,
+  // its status query already gave a regular file's size: no further call.
   void DetermineFileSize() const;
   // Fixes the block size at 8192 bytes, once per opening.
   void DetermineHDBlockSize() const;
@@ -237,11 +235,11 @@ class CLuFile : public CLuByteSink {
   // The caching mode the current descriptor was opened in (true: cached).
   bool bIsHandleCached() const { return m_bHandleCached; }
   // Device and inode number of the open file, which tell hard links of one
-  // file apart from different files. Taken from the status query that gave
-  // the size (no further system call when the size was asked first), else
-  // from one status query; cached for the descriptor. Returns false, leaving
-  // the outputs untouched, when no descriptor is open or the query failed.
-  // Either output may be null.
+  // file apart from different files. One status query, cached for the
+  // descriptor; asked before the size, the same query gives a regular file's
+  // size too (see DetermineFileSize), so size and identity together cost one
+  // call. Returns false, leaving the outputs untouched, when no descriptor is
+  // open or the query failed. Either output may be null.
   bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
   // The descriptor, -1 while closed. The object keeps owning it.
   int32_t iGetHandle() const { return m_iHandle; }
@@ -273,11 +271,10 @@ class CLuFile : public CLuByteSink {
   bool bSyncPosition();
   // Resets what is known about the descriptor: a new one stands at 0.
   void ForgetHandle();
-  // One status query of the descriptor. Records its identity (first time)
-  // and, for a regular file, that positioned transfers may stand in for
-  // seeks up to its size. True, with the size in *pn64Size, only for a
-  // regular file.
-  bool bStatHandle(uint64_t* pn64Size) const;
+  // One status query of the descriptor. Records its identity and, for a
+  // regular file whose size is not known yet, fills the size cache as
+  // DetermineFileSize would. False when the query failed.
+  bool bStatHandle() const;
 
   CLuTimer m_oTimer;  // carried by every file; no file operation uses it
   int32_t m_iHandle;
@@ -294,8 +291,9 @@ class CLuFile : public CLuByteSink {
   // The books on the descriptor. m_n64HandleOffset is where it stands for
   // this object's transfers (a positioned transfer goes there); when not
   // known the descriptor itself holds it (after an append) and transfers
-  // are plain. Positioned transfers and booked seeks only on a regular file
-  // (m_bPositioned) and only up to a size it had (m_n64SeekBound).
+  // are plain. Positioned transfers and booked seeks only on a descriptor
+  // known to seek exactly (m_bPositioned: a regular file, or one the size
+  // seek moved) and only up to a size it had (m_n64SeekBound).
   mutable bool m_bPositioned;
   mutable uint64_t m_n64SeekBound;
   mutable uint64_t m_n64HandleOffset;

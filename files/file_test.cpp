@@ -72,6 +72,37 @@ TEST_F(FileTest, SeeksAreLazyAndTransfersSeekOnlyWhenStale) {
   EXPECT_EQ(Take(&o, 2), "");
 }
 
+TEST_F(FileTest, SizeComesFromASeekOrFromTheIdentityQuery) {
+  Write(P("ten"), "abcdefghij");
+  struct stat oStat;
+  ASSERT_EQ(::stat(P("ten").c_str(), &oStat), 0);
+  for (bool bIdentityFirst : {false, true}) {
+    SCOPED_TRACE(bIdentityFirst);
+    CLuFile o;
+    ASSERT_TRUE(o.bOpen(P("ten").c_str(), eAccessRead, eOpenExisting, false));
+    uint64_t n64Device = 0, n64Inode = 0;
+    if (bIdentityFirst) {
+      ASSERT_TRUE(o.bGetFileIdentity(&n64Device, &n64Inode));
+      EXPECT_EQ(n64Device, uint64_t(oStat.st_dev));
+      EXPECT_EQ(n64Inode, uint64_t(oStat.st_ino));
+    }
+    EXPECT_EQ(o.n64GetSize(), 10u);
+    // The status query leaves the descriptor alone; the seek moves it.
+    EXPECT_EQ(::lseek(o.iGetHandle(), 0, SEEK_CUR), bIdentityFirst ? 0 : 10);
+    EXPECT_EQ(o.n64Seek(2, eSeekBegin), 2u);
+    EXPECT_EQ(Take(&o, 3), "cde");
+  }
+  // A size seek that does not move the descriptor (an empty file) proves
+  // nothing about seeking: later seeks are made for real.
+  CLuFile o;
+  ASSERT_TRUE(o.bOpen(P("new").c_str(), eAccessReadWrite, eCreateAlways, false));
+  EXPECT_EQ(o.n64GetSize(), 0u);
+  EXPECT_EQ(o.ipWrite("hello", 5), 5u);
+  EXPECT_EQ(o.n64Seek(1, eSeekBegin), 1u);
+  EXPECT_EQ(Take(&o, 3), "ell");
+  EXPECT_EQ(::lseek(o.iGetHandle(), 0, SEEK_CUR), 4);
+}
+
 // Append mode is deliberate: a patched header must never overwrite the
 // original, so a write after seeking to 0 still lands at the end.
 TEST_F(FileTest, ReadWriteExistingAppendsEvenBeyondFourGiB) {

@@ -57,7 +57,8 @@ CLuDPXHeader::CLuDPXHeader()
       m_poHeader(nullptr),
       m_n64Device(0),
       m_n64Inode(0),
-      m_bIdentityKnown(false) {}
+      m_bIdentityKnown(false),
+      m_bRecordIdentity(false) {}
 
 CLuDPXHeader::~CLuDPXHeader() {
   delete[] m_pbyBlock;
@@ -70,9 +71,11 @@ void CLuDPXHeader::ReadFromFile(CLuString const& strPath) {
   if (!oFile.bOpen(strPath, eAccessRead, eOpenExisting, false))
     ThrowDPXError("Failed to open file: ", strPath);
 
+  // Asked first, the identity's status query also answers the size, so
+  // recording it costs no call of its own.
+  if (m_bRecordIdentity)
+    m_bIdentityKnown = oFile.bGetFileIdentity(&m_n64Device, &m_n64Inode);
   uint64_t const n64Size = oFile.n64GetSize();
-  // The size query recorded the file's identity: remembering it is free.
-  m_bIdentityKnown = oFile.bGetFileIdentity(&m_n64Device, &m_n64Inode);
   if (n64Size < kHeaderSize)
     ThrowDPXError("File is not a valid DPX file: ", strPath);
 

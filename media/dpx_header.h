@@ -115,11 +115,16 @@ class CLuDPXHeader {
   // Owned by this object.
   uint8_t const* pbyGetHeaderBlock() const { return m_pbyBlock; }
 
+  // Asks the next ReadFromFile to record the identity of the file it reads
+  // (for bGetFileIdentity). The read then takes the file's size from the
+  // status query that gives the identity instead of from a seek to its end:
+  // the same number of system calls. Off by default.
+  void RecordFileIdentity() { m_bRecordIdentity = true; }
   // Device and inode number of the file ReadFromFile read (hard links of one
-  // file share them), remembered from the status query that gave its size,
-  // so asking costs no system call. Returns false, leaving the outputs
-  // untouched, when ReadFromFile did not get as far as the size (or was not
-  // called). Either output may be null.
+  // file share them), as recorded at the read, so asking costs no system
+  // call. Returns false, leaving the outputs untouched, when recording was
+  // not asked for, failed, or ReadFromFile did not get as far as the size
+  // (or was not called). Either output may be null.
   bool bGetFileIdentity(uint64_t* pn64Device, uint64_t* pn64Inode) const;
 
  private:
@@ -128,4 +133,5 @@ class CLuDPXHeader {
   uint64_t m_n64Device;        // identity of the file read, when known
   uint64_t m_n64Inode;
   bool m_bIdentityKnown;
+  bool m_bRecordIdentity;  // RecordFileIdentity was called
 };

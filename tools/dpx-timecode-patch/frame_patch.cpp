@@ -13,6 +13,10 @@ void PatchFrame(SFramePatch* poFrame, CFrameWriteGate* poGate) {
   bool bHeaderRead = false;
   bool bWrite = false;
   poFrame->eOutcome = eFrameUnchanged;
+  // Frames side by side need the file's identity to keep appends to one
+  // file in order; one at a time they do not, and the read then takes the
+  // size with a seek, the cheaper call.
+  if (poGate != nullptr) oHeader.RecordFileIdentity();
   try {
     oHeader.ReadFromFile(strPath);
     bHeaderRead = true;
