@@ -9,7 +9,8 @@
 #      right), their ratio, and whether both printed the same bytes and left
 #      the same files.
 #   2. local disk, warm cache: CPU time (user + system) of both, interleaved,
-#      the median of REPS runs each, and their ratio; system calls per frame
+#      the median of REPS runs each, and their ratio (also that of the
+#      fastest runs: a busy host only ever adds time); system calls per frame
 #      (strace). Both run on one pinned core (taskset), each after a sync, so
 #      that neither pays for moving between cores or for the copy's writeback.
 # Frames are sparse 12.7 MB DPX files made by gen_sequence.py; every run
@@ -224,10 +225,16 @@ for case in $cases; do
           if (a[j] < a[i]) { x = a[i]; a[i] = a[j]; a[j] = x }
       return k % 2 ? a[(k + 1) / 2] : (a[k / 2] + a[k / 2 + 1]) / 2
     }
+    function least(t,   i, m) {
+      m = v[t, 1]
+      for (i = 2; i <= n[t]; i++) if (v[t, i] < m) m = v[t, i]
+      return m
+    }
     END {
       a = median("chronex"); b = median("yardstick")
       printf "%-8s chronex %7.4f s  yardstick %7.4f s  ratio %.3f" \
-        "  same output: %s\n", c, a, b, a / b, o
+        "  (fastest runs: %.3f)  same output: %s\n", c, a, b, a / b,
+        least("chronex") / least("yardstick"), o
     }' "$work/cpu.txt"
   for tool in chronex yardstick; do
     exe="$chronex"
