@@ -152,13 +152,20 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
     nRoom = kHeaderSize + 15;
     if (oFile.bIsDirectIO()) nRoom += 2 * nBlockSize;
   }
-  uint8_t* pbyRoom = new (std::nothrow) uint8_t[nRoom];
-  if (pbyRoom == nullptr)  // no memory: nothing could be read into it
-    ThrowDPXError("Failed to read existing DPX header from file ", strPath);
+  // The plain buffer (the file layer's block size is 8192) sits on the
+  // stack: the patch run comes here once per patched frame, and a heap
+  // block of this size costs more than the rest of the bookkeeping.
+  uint8_t abyPlain[kHeaderSize];
+  uint8_t* pbyRoom = abyPlain;
+  if (nRoom > sizeof abyPlain) {
+    pbyRoom = new (std::nothrow) uint8_t[nRoom];
+    if (pbyRoom == nullptr)  // no memory: nothing could be read into it
+      ThrowDPXError("Failed to read existing DPX header from file ", strPath);
+  }
   struct SRoomOwner {
     uint8_t* p;
     ~SRoomOwner() { delete[] p; }
-  } oRoomOwner{pbyRoom};
+  } oRoomOwner{pbyRoom == abyPlain ? nullptr : pbyRoom};
   uint8_t* pbyScratch =
       nBlockSize <= kHeaderSize ? oFile.pbyAlignBuffer(pbyRoom) : pbyRoom;
 
