@@ -100,7 +100,7 @@ TEST_F(PooledRun, AStopSignalFinishesTheFramesInFlightAndReturnsIt) {
   std::string const strFull = Run(Path("seq"), eScheduleInline);
   // The output goes into a pipe that is read only after the signal, so the
   // run is stuck in its middle when the signal comes (see
-  // RunChronexInterrupted). The signal must reach this thread.
+  // RunChronex). The signal must reach this thread.
   int afd[2];
   ASSERT_EQ(pipe(afd), 0);
   std::string strOut;
