@@ -32,7 +32,7 @@ class Chronex : public TempFolderTest {
   // nFileSizeLimit: see RunChronex.
   void ExpectRun(std::vector<std::string> const& astrArgs,
                  std::string const& strOut, int iStatus = 0,
-                 std::string const& strCwd = ".", int nFileSizeLimit = 0) {
+                 std::string const& strCwd = ".", rlim_t nFileSizeLimit = 0) {
     SRun const r = RunChronex(astrArgs, strCwd, nFileSizeLimit);
     EXPECT_EQ(r.strOut, kBanner + strOut);
     EXPECT_EQ(r.iStatus, iStatus);
@@ -88,74 +88,59 @@ TEST_F(Chronex, NotesTellWhichDefaultsAreUsed) {
   std::string const p = Frame("p.0001.dpx");
   std::string const strLine =
       "p.0001.dpx: 00:00:00:00 (doesn't need updating)\n";
-  ExpectRun({p}, kRateNote + kTimeNote + "\n" + strLine);
   ExpectRun({p, "-f", "25"}, kTimeNote + "\n" + strLine);
   ExpectRun({p, "-t", "00:00:00:00"}, kRateNote + "\n" + strLine);
 }
 
-TEST_F(Chronex, DiscoveryKeepsTheSequenceAndSkipsDecoys) {
-  Frame("plate.0001.dpx", 1, 0, 0, 0);
-  Frame("plate.0002.dpx");
-  Frame("PLATE.0003.DPX");  // differs only in case: kept
-  // Listed in .hidden, hidden by its dot, other name, other extensions.
-  for (char const* psz : {"plate.0004.dpx", ".plate.0005.dpx", "other.0001.dpx",
-                          "plate.0001.tif", "plate.0006.dpx.bak"})
+TEST_F(Chronex, DiscoveryKeepsTheSequenceAndSortsItByBytes) {
+  // Unpadded numbers sort by bytes (a.10 before a.9); a name that differs
+  // only in case is kept.
+  for (char const* psz : {"a.8.dpx", "a.9.dpx", "a.10.dpx", "a.11.dpx",
+                          "A.12.DPX", "a.13.dpx", "b.1.dpx"})
     Frame(psz);
-  mkdir(Path("plate.0007.dpx").c_str(), 0755);  // folder named like a frame
-  WriteFile(Path(".hidden"), std::string("plate.0004.dpx\n"));
-  for (char const* pszInput :
-       {"plate.0002.dpx", "plate.#.dpx", "plate.0099.dpx"}) {
+  WriteFile(Path(".hidden"), std::string("a.13.dpx\n"));
+  // Relative inputs: a frame, a "#", a frame that does not exist.
+  for (char const* pszInput : {"a.8.dpx", "a.#.dpx", "a.99.dpx"}) {
     SCOPED_TRACE(pszInput);
-    ExpectRun({Path(pszInput), "-t", "01:00:00:00", "-f", "24"},
-              "PLATE.0003.DPX: 00:00:00:00 -> 01:00:00:00\n"
-              "plate.0001.dpx: 01:00:00:00 -> 01:00:00:01\n"
-              "plate.0002.dpx: 00:00:00:00 -> 01:00:00:02\n");
+    ExpectRun({pszInput, "-t", "00:00:10:00", "-f", "25"},
+              "A.12.DPX: 00:00:00:00 -> 00:00:10:00\n"
+              "a.10.dpx: 00:00:00:00 -> 00:00:10:01\n"
+              "a.11.dpx: 00:00:00:00 -> 00:00:10:02\n"
+              "a.8.dpx: 00:00:00:00 -> 00:00:10:03\n"
+              "a.9.dpx: 00:00:00:00 -> 00:00:10:04\n",
+              0, m_strDir);
   }
-  for (char const* psz :
-       {"plate.0004.dpx", ".plate.0005.dpx", "other.0001.dpx"})
+  // Listed in .hidden, other name: untouched.
+  for (char const* psz : {"a.13.dpx", "b.1.dpx"})
     EXPECT_EQ(ReadFile(Path(psz)).size(), 2148u) << psz;
-  for (char const* pszInput : {"plate.##.dpx", "plate.%d.dpx"}) {
-    SCOPED_TRACE(pszInput);
-    ExpectRun({Path(pszInput)}, kNotFound, 252);
-  }
-}
-
-TEST_F(Chronex, UnpaddedNumbersSortByBytesAndRelativeInputWorks) {
-  for (char const* psz : {"a.8.dpx", "a.9.dpx", "a.10.dpx", "a.11.dpx"})
-    Frame(psz);
-  ExpectRun({"a.8.dpx", "-t", "00:00:10:00", "-f", "25"},
-            "a.10.dpx: 00:00:00:00 -> 00:00:10:00\n"
-            "a.11.dpx: 00:00:00:00 -> 00:00:10:01\n"
-            "a.8.dpx: 00:00:00:00 -> 00:00:10:02\n"
-            "a.9.dpx: 00:00:00:00 -> 00:00:10:03\n",
-            0, m_strDir);
+  ExpectRun({"a.##.dpx"}, kNotFound, 252, m_strDir);
 }
 
 TEST_F(Chronex, OddRatesCountAtTheirFrameBase) {
   // Rate 0 counts at base 1 and -25 at 25, rebuilt at 24 frames a second;
   // 50,000 fps wraps the day length to 25,032,704 frames.
+  std::string const r = Path("r.0001.dpx");
   struct {
-    std::vector<std::string> astrOptions;
+    std::vector<std::string> astrArgs;
     char const* apszWanted[3];
   } const aCases[] = {
-      {{"-f", "0", "-t", "00:00:01:00"},
+      {{r, "-f", "0", "-t", "00:00:01:00"},
        {"00:00:01:00", "00:00:00:02", "00:00:00:03"}},
-      {{"-t", "00:00:01:00", "-f", "-25"},
+      {{r, "-t", "00:00:01:00", "-f", "-25"},
        {"00:00:01:00", "00:00:01:02", "00:00:01:03"}},
-      {{"-f", "50000", "-t", "00:08:21:00"},
+      {{r, "-f", "50000", "-t", "00:08:21:00"},
        {"00:08:21:00", "00:00:00:145", "00:00:00:146"}},
   };
+  // A run reads the first header, so each run sees 10:00:00:00 again.
+  for (char const* psz : {"r.0001.dpx", "r.0002.dpx", "r.0003.dpx"})
+    Frame(psz, 10);
   for (auto const& c : aCases) {
-    SCOPED_TRACE(testing::PrintToString(c.astrOptions));
-    std::vector<std::string> astrArgs = {Path("r.0001.dpx")};
-    astrArgs.insert(astrArgs.end(), c.astrOptions.begin(), c.astrOptions.end());
+    SCOPED_TRACE(testing::PrintToString(c.astrArgs));
     std::string strOut;
-    for (int n = 0; n < 3; ++n) {
-      std::string const strName = "r.000" + std::to_string(n + 1) + ".dpx";
-      Frame(strName, 10);
-      strOut += strName + ": 10:00:00:00 -> " + c.apszWanted[n] + "\n";
-    }
-    ExpectRun(astrArgs, strOut);
+    for (int n = 0; n < 3; ++n)
+      strOut += "r.000" + std::to_string(n + 1) + ".dpx: 10:00:00:00 -> " +
+                c.apszWanted[n] + "\n";
+    ExpectRun(c.astrArgs, strOut);
   }
 }
 
@@ -171,60 +156,28 @@ TEST_F(Chronex, AVersionWithoutItsEndIsNotWrittenOver) {
   EXPECT_EQ(ReadFile(Path("v.0001.dpx")), a);
 }
 
-TEST_F(Chronex, PatchAppendsAHeaderAndARerunPatchesAgain) {
-  Bytes const aOriginal = ReadFile(Frame("s.0001.dpx", 10, 0, 0, 0));
-  Bytes const aRight = ReadFile(Frame("s.0002.dpx", 1, 0, 0, 1));
-  // The header as it should be appended: only the timecode word differs,
-  // BCD 10 00 00 00 becomes 01 00 00 00.
-  Bytes aHeader(aOriginal.begin(), aOriginal.begin() + 2048);
-  aHeader[1920] = 0x01;
-  for (size_t nRun = 1; nRun <= 2; ++nRun) {
-    SCOPED_TRACE(nRun);
-    ExpectRun({Path("s.0001.dpx"), "-t", "01:00:00:00", "-f", "24"},
-              "s.0001.dpx: 10:00:00:00 -> 01:00:00:00\n"
-              "s.0002.dpx: 01:00:00:01 (doesn't need updating)\n");
-    Bytes const a = ReadFile(Path("s.0001.dpx"));
-    ASSERT_EQ(a.size(), aOriginal.size() + nRun * 2048);
-    // The original stays in front, its old timecode included.
-    EXPECT_TRUE(std::equal(aOriginal.begin(), aOriginal.end(), a.begin()));
-    EXPECT_TRUE(std::equal(aHeader.begin(), aHeader.end(), a.end() - 2048));
-    EXPECT_EQ(ReadFile(Path("s.0002.dpx")), aRight);  // already right
-  }
-}
-
 TEST_F(Chronex, BadFramesGetAnErrorLineAndTheRunGoesOn) {
-  auto bad = [&](char const* pszName, size_t nSize, size_t nAt = 0,
-                 uint8_t by = 'S') {
-    Bytes a = DpxBytes();
-    a[nAt] = by;
-    a.resize(nSize);
-    WriteFile(Path(pszName), a);
-  };
+  Bytes aShort = DpxBytes();
+  aShort.resize(2047);  // one byte short
   Frame("b.0001.dpx");
-  WriteFile(Path("b.0002.dpx"), Bytes(3000, 'x'));  // not a DPX file
-  bad("b.0003.dpx", 2047);                          // one byte short
-  bad("b.0004.dpx", 2148, 0, 's');                  // wrong magic
-  bad("b.0005.dpx", 2148, 663, 0x7F);               // encrypted
-  ASSERT_EQ(mkfifo(Path("b.0006.dpx").c_str(), 0644), 0);
-  ASSERT_EQ(symlink(Path("gone.dpx").c_str(), Path("b.0007.dpx").c_str()), 0);
-  mkdir(Path("b.0008.dpx").c_str(), 0755);
-  Frame("b.0009.dpx");
-  bad("b.0010.dpx", 9000);  // past the size cap below: its write fails
-  Frame("b.0011.dpx");
+  WriteFile(Path("b.0002.dpx"), aShort);
+  ASSERT_EQ(mkfifo(Path("b.0003.dpx").c_str(), 0644), 0);
+  ASSERT_EQ(symlink(Path("gone.dpx").c_str(), Path("b.0004.dpx").c_str()), 0);
+  mkdir(Path("b.0005.dpx").c_str(), 0755);  // folder named like a frame
+  Frame("b.0006.dpx");
+  // 9,000 bytes, past the size cap below: its write fails.
+  WriteFile(Path("b.0007.dpx"), DpxBytes(0, 0, 0, 0, 9000 - 2048));
+  Frame("b.0008.dpx");
   ExpectRun({Path("b.0001.dpx"), "-f", "24", "-t", "00:00:00:01"},
             "b.0001.dpx: 00:00:00:00 -> 00:00:00:01\n"
             "b.0002.dpx: error reading DPX header\n"
             "b.0003.dpx: error reading DPX header\n"
             "b.0004.dpx: error reading DPX header\n"
-            "b.0005.dpx: error reading DPX header\n"
-            "b.0006.dpx: error reading DPX header\n"
-            "b.0007.dpx: error reading DPX header\n"
-            "b.0009.dpx: 00:00:00:00 -> 00:00:00:08\n"
-            "b.0010.dpx: error writing DPX header\n"
-            "b.0011.dpx: 00:00:00:00 -> 00:00:00:10\n",
-            0, ".", 16);
-  EXPECT_EQ(ReadFile(Path("b.0002.dpx")).size(), 3000u);
-  EXPECT_EQ(ReadFile(Path("b.0003.dpx")).size(), 2047u);
+            "b.0006.dpx: 00:00:00:00 -> 00:00:00:05\n"
+            "b.0007.dpx: error writing DPX header\n"
+            "b.0008.dpx: 00:00:00:00 -> 00:00:00:07\n",
+            0, ".", 8192);
+  EXPECT_EQ(ReadFile(Path("b.0002.dpx")), aShort);
 }
 
 TEST_F(Chronex, ARunWhereEveryFrameFailsStillEndsWithZero) {
@@ -235,60 +188,66 @@ TEST_F(Chronex, ARunWhereEveryFrameFailsStillEndsWithZero) {
             "e.0002.dpx: error reading DPX header\n");
 }
 
-TEST_F(Chronex, FramesThatAreOneFileGetTheirHeadersAppendedInFrameOrder) {
-  Bytes const aOriginal = ReadFile(Frame("h.0001.dpx"));
+TEST_F(Chronex, PatchAppendsHeadersInFrameOrderAndARerunAppendsAgain) {
+  // h.0002 and h.0004 are hard links to h.0001, h.0005 a symbolic link.
+  Bytes const aOriginal = ReadFile(Frame("h.0001.dpx", 10));
   ASSERT_EQ(link(Path("h.0001.dpx").c_str(), Path("h.0002.dpx").c_str()), 0);
-  Frame("h.0003.dpx", 1, 0, 0, 2);  // another file, already right
+  Bytes const aRight = ReadFile(Frame("h.0003.dpx", 1, 0, 0, 2));
   ASSERT_EQ(link(Path("h.0001.dpx").c_str(), Path("h.0004.dpx").c_str()), 0);
   ASSERT_EQ(symlink(Path("h.0001.dpx").c_str(), Path("h.0005.dpx").c_str()), 0);
-  ExpectRun({Path("h.0001.dpx"), "-f", "24", "-t", "01:00:00:00"},
-            "h.0001.dpx: 00:00:00:00 -> 01:00:00:00\n"
-            "h.0002.dpx: 00:00:00:00 -> 01:00:00:01\n"
-            "h.0003.dpx: 01:00:00:02 (doesn't need updating)\n"
-            "h.0004.dpx: 00:00:00:00 -> 01:00:00:03\n"
-            "h.0005.dpx: 00:00:00:00 -> 01:00:00:04\n");
-  // The original, then one header per frame, in frame order.
   Bytes aExpected = aOriginal;
-  for (uint8_t byFrame : {0, 1, 3, 4}) {
-    aExpected.insert(aExpected.end(), aOriginal.begin(), aOriginal.begin() + 2048);
-    aExpected[aExpected.size() - 2048 + 1920] = 0x01;
-    aExpected[aExpected.size() - 2048 + 1923] = byFrame;
+  for (size_t nRun = 1; nRun <= 2; ++nRun) {
+    SCOPED_TRACE(nRun);
+    ExpectRun({Path("h.0001.dpx"), "-f", "24", "-t", "01:00:00:00"},
+              "h.0001.dpx: 10:00:00:00 -> 01:00:00:00\n"
+              "h.0002.dpx: 10:00:00:00 -> 01:00:00:01\n"
+              "h.0003.dpx: 01:00:00:02 (doesn't need updating)\n"
+              "h.0004.dpx: 10:00:00:00 -> 01:00:00:03\n"
+              "h.0005.dpx: 10:00:00:00 -> 01:00:00:04\n");
+    // The original, its old timecode included, then one header per frame in
+    // frame order, in which only the timecode word differs: BCD 10 00 00 00
+    // becomes 01 00 00 FF, FF the frame's.
+    for (uint8_t byFrame : {0, 1, 3, 4}) {
+      aExpected.insert(aExpected.end(), aOriginal.begin(),
+                       aOriginal.begin() + 2048);
+      aExpected[aExpected.size() - 2048 + 1920] = 0x01;
+      aExpected[aExpected.size() - 2048 + 1923] = byFrame;
+    }
+    EXPECT_EQ(ReadFile(Path("h.0001.dpx")), aExpected);
+    EXPECT_EQ(ReadFile(Path("h.0003.dpx")), aRight);  // already right
   }
-  EXPECT_EQ(ReadFile(Path("h.0001.dpx")), aExpected);
 }
 
 TEST_F(Chronex, AStopSignalEndsTheRunBetweenFramesWithEveryChangeReported) {
-  // Far more output than a pipe holds (see RunChronexInterrupted).
+  // Far more output than a pipe holds (see RunChronex).
   int const nFrames = 20000;
   std::vector<std::string> astrNames;
   std::string strFull = kBanner;
   for (int n = 0; n < nFrames; ++n) {
     char sz[64];
-    snprintf(sz, sizeof sz, "i.%05d.dpx", n);
-    astrNames.push_back(sz);
-    WriteFile(Path(sz), DpxBytes(0, 0, 0, 0, 0));
-    snprintf(sz, sizeof sz, ": 00:00:00:00 -> 01:%02d:%02d:%02d\n",
+    snprintf(sz, sizeof sz, "i.%05d.dpx: 00:00:00:00 -> 01:%02d:%02d:%02d\n", n,
              n / 24 / 60, n / 24 % 60, n % 24);
-    strFull += astrNames.back() + sz;
+    strFull += sz;
+    astrNames.emplace_back(sz, 11);
+    WriteFile(Path(astrNames.back()), DpxBytes(0, 0, 0, 0, 0));
   }
   std::vector<size_t> anHeaders(nFrames, 1);
   for (int iSignal : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(iSignal);
-    SRun const r = RunChronexInterrupted(
-        {Path(astrNames[0]), "-f", "24", "-t", "01:00:00:00"}, iSignal);
+    SRun const r = RunChronex(
+        {Path(astrNames[0]), "-f", "24", "-t", "01:00:00:00"}, ".", 0, iSignal);
     EXPECT_EQ(r.iStatus, 128 + iSignal);
     // Whole lines of the full run, in order, and not all of them.
     ASSERT_LT(r.strOut.size(), strFull.size());
     EXPECT_EQ(strFull.compare(0, r.strOut.size(), r.strOut), 0);
     ASSERT_EQ(r.strOut.back(), '\n');
-    size_t const nPrinted = size_t(
-        std::count(r.strOut.begin(), r.strOut.end(), '\n') - 2);
+    size_t const nPrinted =
+        size_t(std::count(r.strOut.begin(), r.strOut.end(), '\n') - 2);
     // A frame's file changed exactly when its line was printed.
     for (int n = 0; n < nFrames; ++n) {
       if (size_t(n) < nPrinted) ++anHeaders[n];
-      struct stat st;
-      ASSERT_EQ(stat(Path(astrNames[n]).c_str(), &st), 0);
-      ASSERT_EQ(size_t(st.st_size), 2048 * anHeaders[n]) << astrNames[n];
+      ASSERT_EQ(ReadFile(Path(astrNames[n])).size(), 2048 * anHeaders[n])
+          << astrNames[n];
     }
   }
 }

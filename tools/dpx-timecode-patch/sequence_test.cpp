@@ -39,9 +39,6 @@ TEST(CutOffNumber, ReplacesTheFrameNumberWithAHash) {
                   strDigits.pszGetString(),
               c.second);
   }
-  CLuString str("plate.0001.dpx");  // in place, null outputs tolerated
-  LuCutOffNumber(str, &str, nullptr, nullptr);
-  EXPECT_STREQ(str.pszGetString(), "plate.#.dpx");
   LuCutOffNumber(CLuString("a.1.dpx"), nullptr, nullptr, nullptr);
 }
 
@@ -85,9 +82,6 @@ class FrameList : public chronex_test::TempFolderTest {
     std::sort(astr.begin(), astr.end());
     return astr;
   }
-  void Empty(char const* pszName) {
-    chronex_test::WriteFile(Path(pszName), "");
-  }
 };
 
 TEST_F(FrameList, KeepsSiblingsOfTheSameKeyOnly) {
@@ -96,7 +90,7 @@ TEST_F(FrameList, KeepsSiblingsOfTheSameKeyOnly) {
         "other.0001.dpx", "plate.0001.tif", "plate.dpx", "plate.0001.dpx.bak",
         "plate_0003.dpx", ".plate.0005.dpx", "plate.0006.dpx", "plate.0007.dpx",
         "plate.0001", "plate.0002"})
-    Empty(psz);
+    chronex_test::WriteFile(Path(psz), "");
   mkdir(Path("plate.0008.dpx").c_str(), 0755);  // a folder named like a frame
   chronex_test::WriteFile(Path(".hidden"), "x\nPLATE.0006.DPX\r\n");
   // The frame typed need not exist; a single "#" names the sequence too.
@@ -118,8 +112,8 @@ TEST_F(FrameList, KeepsSiblingsOfTheSameKeyOnly) {
 }
 
 TEST_F(FrameList, AppendsToTheListAndSearchesTheCurrentFolderByDefault) {
-  Empty("s9.dpx");
-  Empty("s10.dpx");
+  for (char const* psz : {"s9.dpx", "s10.dpx"})
+    chronex_test::WriteFile(Path(psz), "");
   CLuString strFirst("first");
   char szOld[4096];
   ASSERT_NE(getcwd(szOld, sizeof szOld), nullptr);
