@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,28 +33,23 @@ std::vector<std::unique_ptr<CLuCheckSum>> AllKinds(bool bCRC) {
   return v;
 }
 
-// The CRC as text, fed as one buffer (the word path); feeding byte by byte
-// must give the same value.
-std::string strCRC(std::string const& strInput) {
-  CLuCRC32CheckSum oBuffer, oBytes;
-  oBuffer.Update(reinterpret_cast<unsigned char const*>(strInput.data()),
-                 static_cast<unsigned int>(strInput.size()));
-  for (char c : strInput) oBytes.Update(static_cast<unsigned char>(c));
-  EXPECT_EQ(oBytes.nGetValue(), oBuffer.nGetValue());
-  return oBuffer.strAsString().pszGetString();
-}
-
 }  // namespace
 
 TEST(LuCRC32CheckSum, StoresTheUninvertedValueLittleEndian) {
   // Published CRC-32: "" 0, "abc" 0x352441C2, "123456789" 0xCBF43926; this
   // system keeps the complement, least significant first.
-  EXPECT_EQ("FFFFFFFF", strCRC(""));
-  EXPECT_EQ("3DBEDBCA", strCRC("abc"));
-  EXPECT_EQ("D9C60B34", strCRC("123456789"));
-  CLuCRC32CheckSum o;
-  o.Update(CLuString("123456789"));  // the text, no terminator
-  EXPECT_EQ(0x340BC6D9u, o.nGetValue());
+  std::pair<char const*, char const*> const aCases[] = {
+      {"", "FFFFFFFF"}, {"abc", "3DBEDBCA"}, {"123456789", "D9C60B34"}};
+  for (auto [pszInput, pszExpected] : aCases) {
+    SCOPED_TRACE(pszInput);
+    // Fed as one text (the word path, no terminator), then byte by byte.
+    CLuCRC32CheckSum oBuffer, oBytes;
+    oBuffer.Update(CLuString(pszInput));
+    for (char const* p = pszInput; *p != '\0'; ++p)
+      oBytes.Update(static_cast<unsigned char>(*p));
+    EXPECT_EQ(oBytes.nGetValue(), oBuffer.nGetValue());
+    EXPECT_EQ(pszExpected, Result(oBuffer));
+  }
 }
 
 TEST(LuCheckSum, OneUnpaddedBlockIsTheCompressionFunction) {

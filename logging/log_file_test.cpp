@@ -43,10 +43,7 @@ std::string const kHeader =
     "initialized\n";
 char const kClosing[] = "{T} [LuLog]           Closing log file\n\n{D}\n";
 
-class LuLogFile : public TempDirTest {
- protected:
-  std::string LogPath() const { return P("run.log"); }
-};
+using LuLogFile = TempDirTest;
 
 }  // namespace
 
@@ -54,7 +51,6 @@ TEST(LuLog, CutsAndPadsTheCategoryAndEndsEveryLineOnce) {
   struct {
     char const *pszCategory, *pszMessage, *pszLine;
   } const aCases[] = {
-      {"LuLog", "x=%d", "{T} [LuLog]           x=5\n"},
       {"ABCDEFGHIJKLMNOPQR", "m", "{T} [ABCDEFGHIJKLMNO] m\n"},
       {"ABCDEFGHIJKLMNO", "m", "{T} [ABCDEFGHIJKLMNO] m\n"},
       {"", "", "{T} []                \n"},
@@ -70,35 +66,35 @@ TEST(LuLog, CutsAndPadsTheCategoryAndEndsEveryLineOnce) {
 }
 
 TEST_F(LuLogFile, FirstLineEmptiesTheFileAndWritesHeaderClosingAddsLines) {
-  Write(LogPath(), "old content that must go\n");
+  Write(P("run.log"), "old content that must go\n");
   std::string const strLine = "{T} [Test]            value 7\n";
   {
-    CLuLogFile oLog(LogPath().c_str(), CLuLogFile::knNoLimit, false);
-    EXPECT_EQ(Read(LogPath()), "old content that must go\n");
+    CLuLogFile oLog(P("run.log").c_str(), CLuLogFile::knNoLimit, false);
+    EXPECT_EQ(Read(P("run.log")), "old content that must go\n");
     oLog.Log("Test", "value %u", 7u);
-    EXPECT_TRUE(bMatches(Read(LogPath()), kHeader + strLine));
+    EXPECT_TRUE(bMatches(Read(P("run.log")), kHeader + strLine));
     unsigned int nUnused = 1234;
     EXPECT_TRUE(oLog.bOpen(false, &nUnused));  // already open: writes nothing
     EXPECT_EQ(nUnused, 1234u);                 // and leaves the pointer alone
   }
-  EXPECT_TRUE(bMatches(Read(LogPath()), kHeader + strLine + kClosing));
+  EXPECT_TRUE(bMatches(Read(P("run.log")), kHeader + strLine + kClosing));
 }
 
 TEST_F(LuLogFile, RotatesAtTwoKiBWithOneKiBLimitButNotAt2047Bytes) {
-  CLuLogFile oLog(LogPath().c_str(), 1, false);
+  CLuLogFile oLog(P("run.log").c_str(), 1, false);
   // Header, empty line and first line: 37 + 1 + 47 bytes; each line under a
   // 15-character category adds 28 bytes to its message.
   oLog.Log("ABCDEFGHIJKLMNO", "%s", std::string(1000, 'a').c_str());
   oLog.Log("ABCDEFGHIJKLMNO", "%s", std::string(906, 'b').c_str());
-  std::string const strFull = Read(LogPath());
+  std::string const strFull = Read(P("run.log"));
   ASSERT_EQ(strFull.size(), 2047u);  // 2047 / 1024 = 1: not above the limit
-  EXPECT_NE(access((LogPath() + ".old").c_str(), F_OK), 0);
+  EXPECT_NE(access((P("run.log") + ".old").c_str(), F_OK), 0);
 
   oLog.Output("y");  // 2,048 bytes: 2 whole KiB exceed the limit of 1
-  std::string const strOld = Read(LogPath() + ".old");
+  std::string const strOld = Read(P("run.log") + ".old");
   EXPECT_EQ(strOld.substr(0, 2048), strFull + "y");
   EXPECT_TRUE(bMatches(strOld.substr(2048), kClosing)) << strOld.substr(2048);
-  EXPECT_TRUE(bMatches(Read(LogPath()), kHeader));
+  EXPECT_TRUE(bMatches(Read(P("run.log")), kHeader));
 
   // Rotating at opening: the emptied file's closing lines go to ".old", and
   // the opening's own header follows the one the rotation wrote.
@@ -125,7 +121,7 @@ TEST_F(LuLogFile, FailuresNeverReachTheCaller) {
 }
 
 TEST_F(LuLogFile, SystemInformationDescribesThisMachine) {
-  CLuLogFile oLog(LogPath().c_str(), CLuLogFile::knNoLimit, true);
+  CLuLogFile oLog(P("run.log").c_str(), CLuLogFile::knNoLimit, true);
   oLog.Log("Cat", "after");
   char szHost[256] = {0}, szDomain[256] = {0};
   gethostname(szHost, sizeof(szHost) - 1);
@@ -134,7 +130,7 @@ TEST_F(LuLogFile, SystemInformationDescribesThisMachine) {
   struct passwd const* poUser = getpwuid(getuid());
   char const* pszDisplay = getenv("DISPLAY");
   // No driver line on this platform; the processor lines by their shape.
-  std::string const strText = Read(LogPath());
+  std::string const strText = Read(P("run.log"));
   EXPECT_TRUE(bMatches(
       strText,
       std::string("{D} [4745.84.Z800.2010-07-20]\nMachine: ") + szHost +

@@ -38,28 +38,18 @@ std::string WalkOf(char const* pszDocument) {
 
 }  // namespace
 
-TEST(LuXMLFile, WalksDeclarationCommentsValuesAndCaseInsensitiveEndTags) {
-  CLuXMLFile oXML;
-  ASSERT_TRUE(
-      oXML.bOpen("<?xml version=\"1.0\" ?>\n<!-- settings -->\n<Root>\n"
-                 "  <Name> hello world </Name>\n  <Count>5</Count>\n"
-                 "  <Text>\"line one\nline two\"</Text>\n"
-                 "  <Empty></Empty><Quoted>\"\"</Quoted>\n</ROOT>\n",
-                 false));
-  EXPECT_EQ(Walk(oXML),
-            "Root~|Name=hello world|/Root=hello world|"
-            "Count~5|/Root~5|"  // one character: text, but no value
-            "Text=line one\nline two|/Root=line one\nline two|"
-            "Empty~|/Root~|Quoted=|/Root=|/=|");
-  EXPECT_EQ(oXML.nGetLine(), 10u);
-  bool bEndTag = true;
-  oXML.Advance(&bEndTag);  // at the end nothing more happens
-  EXPECT_TRUE(oXML.bIsEOF());
-  EXPECT_FALSE(bEndTag);
-}
-
-TEST(LuXMLFile, ValuesAndEveryErrorWithItsLineAndColumn) {
+TEST(LuXMLFile, WalksValuesAndGivesEveryErrorWithItsLineAndColumn) {
   std::pair<char const*, char const*> const aCases[] = {
+      // Declaration, comments, trimmed and quoted values, end tags matched
+      // ignoring case.
+      {"<?xml version=\"1.0\" ?>\n<!-- settings -->\n<Root>\n"
+       "  <Name> hello world </Name>\n  <Count>5</Count>\n"
+       "  <Text>\"line one\nline two\"</Text>\n"
+       "  <Empty></Empty><Quoted>\"\"</Quoted>\n</ROOT>\n",
+       "Root~|Name=hello world|/Root=hello world|"
+       "Count~5|/Root~5|"  // one character: text, but no value
+       "Text=line one\nline two|/Root=line one\nline two|"
+       "Empty~|/Root~|Quoted=|/Root=|/=|"},
       {"<a>\"5\"</a>", "a=5|/=5|"},
       // A ">" inside a comment ends it early; the rest becomes the value.
       {"<a><!-- x > y --></a>", "a=y -->|/=y -->|"},
@@ -96,27 +86,22 @@ TEST(LuXMLFile, ValuesAndEveryErrorWithItsLineAndColumn) {
 
 TEST(LuXMLFile, ValueIsCopiedFromTheDocumentOnlyWhenFirstAskedFor) {
   // A bare value ends at a NUL written over the "<" behind it, and the next
-  // Advance puts the "<" back: asked for only after that, it reads on.
-  struct {
-    char const* pszDocument;
-    int nAdvances;  // before the value is first asked for
-    char const* pszValue;
-  } const aCases[] = {
-      {"<a><b>xy</b></a>", 2, "xy"},
-      {"<a><b>xy</b></a>", 3, "xy</b></a>"},
-      {"<a><b>xy </b></a>", 3, "xy"},  // the NUL took the blank instead
-      {"<a><b>\"xy\"</b></a>", 3, "xy"},
+  // Advance puts the "<" back: asked for only after that (here at "</b>"),
+  // it reads on.
+  std::pair<char const*, char const*> const aCases[] = {
+      {"<a><b>xy</b></a>", "xy</b></a>"},
+      {"<a><b>xy </b></a>", "xy"},  // the NUL took the blank instead
+      {"<a><b>\"xy\"</b></a>", "xy"},
   };
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.nAdvances);
-    SCOPED_TRACE(c.pszDocument);
+  for (auto [pszDocument, pszValue] : aCases) {
+    SCOPED_TRACE(pszDocument);
     CLuXMLFile oXML;
-    ASSERT_TRUE(oXML.bOpen(c.pszDocument, false));
+    ASSERT_TRUE(oXML.bOpen(pszDocument, false));
     bool bEndTag;
-    for (int i = 0; i < c.nAdvances; ++i) oXML.Advance(&bEndTag);
-    EXPECT_STREQ(oXML.strCurrentValue(), c.pszValue);
+    for (int i = 0; i < 3; ++i) oXML.Advance(&bEndTag);
+    EXPECT_STREQ(oXML.strCurrentValue(), pszValue);
     oXML.Advance(&bEndTag);
-    EXPECT_STREQ(oXML.strCurrentValue(), c.pszValue);  // copied by now
+    EXPECT_STREQ(oXML.strCurrentValue(), pszValue);  // copied by now
   }
 }
 
@@ -165,6 +150,11 @@ TEST(LuXMLFile, OpensFilesAndRefusesEmptyMissingFoldersAndPipes) {
   ASSERT_TRUE(oXML.bOpen(szPath, true));  // reopening after an error: clean
   EXPECT_STREQ(oXML.strGetFileName(), szPath);
   EXPECT_EQ(Walk(oXML), "x=1\n2|/=1\n2|");
+  EXPECT_EQ(oXML.nGetLine(), 2u);
+  bool bEndTag = true;
+  oXML.Advance(&bEndTag);  // at the end nothing more happens
+  EXPECT_TRUE(oXML.bIsEOF());
+  EXPECT_FALSE(bEndTag);
   unlink(szPath);
   std::string const strPipe = std::string(szPath) + ".pipe";
   ASSERT_EQ(mkfifo(strPipe.c_str(), 0600), 0);  // no writer, ever
