@@ -66,7 +66,7 @@ TEST_F(DPXCopy, NamesFollowThePatternAndTheShiftedTimeCode) {
     char const* pszExpected;
   } const aCases[] = {
       // one second at 25 fps adds 25 frames
-      {Tc(0, 0, 1, 0, 25), {1, 2, 3, 4}, "p.dpx", "%f%t", "p01_02_04_04.dpx"},
+      {Tc(0, 0, 1, 0, 25), {1, 2, 3, 4}, "a.b.c", "%f%t", "a.b01_02_04_04.c"},
       // an offset without a rate counts its own frames at base 1 (6 here);
       // the header counts at 24
       {Tc(0, 0, 1, 5, 0), {1, 2, 3, 22}, "a.dpx", "%t", "01_02_04_04.dpx"},
