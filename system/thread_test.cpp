@@ -104,17 +104,12 @@ TEST(LuExclusiveWrite, WriterTimesOutWhileReadingAndLeavesWriteLockFree) {
 }
 
 TEST(LuExclusiveWrite, ZeroTimeOutFailsEvenOnAnIdleLock) {
-  struct {
-    char const* pszWho;
-    bool (CLuExclusiveWrite::*pfnBegin)(uint32_t);
-  } const aCases[] = {
-      {"reader", &CLuExclusiveWrite::bBeginReading},
-      {"writer", &CLuExclusiveWrite::bBeginWriting},
-  };
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.pszWho);
+  for (auto pfnBegin :
+       {&CLuExclusiveWrite::bBeginReading, &CLuExclusiveWrite::bBeginWriting}) {
+    SCOPED_TRACE(pfnBegin == &CLuExclusiveWrite::bBeginReading ? "reader"
+                                                               : "writer");
     CLuExclusiveWrite oLock;
-    EXPECT_FALSE((oLock.*c.pfnBegin)(0));
+    EXPECT_FALSE((oLock.*pfnBegin)(0));
     EXPECT_EQ(0u, oLock.nReaders);
     EXPECT_EQ(0u, oLock.oWriteLock.nGetCount());
     EXPECT_EQ(0u, oLock.oCountLock.nGetCount());
@@ -177,19 +172,12 @@ class CWatchedGroup : public CLuThreadGroup {
 };
 
 TEST(LuThread, GroupEndsWithTheStepToZeroOnly) {
-  struct {
-    uint32_t nThreadsBefore;
-    uint32_t nThreadsAfter;
-    bool bDeleted;
-  } const aCases[] = {
-      {1, 0, true},
-      {0, 4294967295u, false},  // wraps like any unsigned counter
-  };
-  for (auto const& c : aCases) {
-    SCOPED_TRACE(c.nThreadsBefore);
+  // From 1 the group is deleted; 0 wraps like any unsigned counter.
+  for (uint32_t nBefore : {1u, 0u}) {
+    SCOPED_TRACE(nBefore);
     std::atomic<bool> bGone{false};
     CWatchedGroup* poGroup = new CWatchedGroup(&bGone);
-    poGroup->nThreads = c.nThreadsBefore;
+    poGroup->nThreads = nBefore;
     auto nCount = [&] {
       poGroup->oLock.bAcquire(nLuWaitForever);
       uint32_t n = poGroup->nThreads;
@@ -201,13 +189,13 @@ TEST(LuThread, GroupEndsWithTheStepToZeroOnly) {
       oThread.poGroup = poGroup;
       oThread.nLetGo = 1;
       ASSERT_TRUE(oThread.bStart());
-      if (c.bDeleted) {
+      if (nBefore == 1) {
         EXPECT_TRUE(bEventually([&] { return bGone.load(); }));
         continue;
       }
-      EXPECT_TRUE(bEventually([&] { return nCount() != c.nThreadsBefore; }));
+      EXPECT_TRUE(bEventually([&] { return nCount() != nBefore; }));
     }
-    EXPECT_EQ(c.nThreadsAfter, nCount());
+    EXPECT_EQ(4294967295u, nCount());
     EXPECT_FALSE(bGone);
     delete poGroup;
   }
