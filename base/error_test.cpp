@@ -67,7 +67,6 @@ TEST(Error, SingleErrorRenderings) {
     SCOPED_TRACE(c.pszPlain);
     EXPECT_STREQ(c.pszPlain, c.oError.strAsPlainText(0, false).pszGetString());
     EXPECT_STREQ(c.pszHTML, c.oError.strAsFormattedText(false).pszGetString());
-    EXPECT_STREQ("", c.oError.strWarningID().pszGetString());
   }
 }
 

@@ -44,11 +44,15 @@ struct SConstructed {
   SConstructed() { ++g_iConstructed; }
 };
 
-// Test client that owns heap blocks and gives them all back when asked.
+// Test client that owns nBlocks heap blocks of 1,000 bytes (1,068 with the
+// block header) and gives them all back when asked.
 class CBlockHolder : public CLuHeap::CLargeAllocator {
  public:
-  CBlockHolder(CLuHeap* poHeap, int32_t iRank)
-      : CLargeAllocator(iRank), poOwner(poHeap) {}
+  CBlockHolder(CLuHeap* poHeap, int32_t iRank, int nBlocks)
+      : CLargeAllocator(iRank), poOwner(poHeap) {
+    while (nBlocks-- > 0)
+      vpBlocks.push_back(poHeap->pReallocate(nullptr, 1000, true));
+  }
   ~CBlockHolder() override { ReleaseMemory(0); }
   void ReleaseMemory(uint32_t nBytes) override {
     vnAsked.push_back(nBytes);
@@ -164,33 +168,25 @@ TEST(LuHeap, BlockIsAlignedAndKeepsItsContents) {
   EXPECT_EQ(0u, oHeap.nGetBlocksInUse());
 }
 
-TEST(LuHeap, ReleasedBlocksFallIntoEightKiBSizeClasses) {
+TEST(LuHeap, ReleasedBlocksAreKeptInEightKiBSizeClassesOnlyWithABudget) {
   // Request, block size (request + 68), size class.
   uint32_t const anCases[][3] = {
       {8100, 8168, 0}, {8124, 8192, 8192}, {8200, 8268, 8192}};
   for (auto const& an : anCases) {
     SCOPED_TRACE(an[0]);
-    CLuHeap oHeap;
-    oHeap.ReuseFreeBlocksUpTo(1000000);
+    CLuHeap oHeap;  // the initial budget is 0: a released block is deleted
     oHeap.pReallocate(oHeap.pReallocate(nullptr, an[0], true), 0, true);
+    EXPECT_EQ(0u, oHeap.nGetFreeListCount());
+    oHeap.ReuseFreeBlocksUpTo(1000000);
+    void* p = oHeap.pReallocate(nullptr, an[0], true);
+    oHeap.pReallocate(p, 0, true);
     ASSERT_EQ(1u, oHeap.nGetFreeListCount());
     EXPECT_EQ(an[2], oHeap.poGetFreeListAt(0)->nSizeClass);
     EXPECT_EQ(an[1], oHeap.nGetBytesInFreeBlocks());
+    EXPECT_EQ(p, oHeap.pReallocate(nullptr, an[0], true));  // reused
+    EXPECT_EQ(0u, oHeap.nGetFreeListCount());  // emptied list is gone
+    oHeap.pReallocate(p, 0, true);
   }
-}
-
-TEST(LuHeap, ReleasedBlockIsDeletedWithoutBudgetAndReusedWithOne) {
-  CLuHeap oHeap;  // the initial budget is 0
-  oHeap.pReallocate(oHeap.pReallocate(nullptr, 100, true), 0, true);
-  EXPECT_EQ(0u, oHeap.nGetFreeListCount());
-
-  oHeap.ReuseFreeBlocksUpTo(1000000);
-  void* p = oHeap.pReallocate(nullptr, 100, true);
-  oHeap.pReallocate(p, 0, true);
-  ASSERT_EQ(1u, oHeap.nGetFreeListCount());
-  EXPECT_EQ(p, oHeap.pReallocate(nullptr, 100, true));
-  EXPECT_EQ(0u, oHeap.nGetFreeListCount());  // emptied list is gone
-  oHeap.pReallocate(p, 0, true);
 }
 
 TEST(LuHeap, LoweredBudgetTrimsFromTheSmallestClassUp) {
@@ -211,10 +207,7 @@ TEST(LuHeap, LoweredBudgetTrimsFromTheSmallestClassUp) {
 
 TEST(LuHeap, LargeAllocatorsReleaseTheExcessLargestRankingFirst) {
   CLuHeap oHeap;
-  CBlockHolder oLow(&oHeap, 5), oHigh(&oHeap, 10);
-  for (int i = 0; i < 3; ++i)  // 3 blocks of 1,068
-    oHigh.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
-  oLow.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
+  CBlockHolder oLow(&oHeap, 5, 1), oHigh(&oHeap, 10, 3);
   oHeap.AddLargeAllocator(&oLow);
   oHeap.AddLargeAllocator(&oHigh);
   EXPECT_EQ(&oHigh, oHeap.poGetLargeAllocatorAt(0));
@@ -237,9 +230,7 @@ TEST(LuHeap, LargeAllocatorsReleaseTheExcessLargestRankingFirst) {
 
 TEST(LuHeap, ReuseIsOnAgainAfterEveryTrimThatAskedLargeAllocators) {
   CLuHeap oHeap;
-  CBlockHolder oHolder(&oHeap, 1);
-  for (int i = 0; i < 3; ++i)
-    oHolder.vpBlocks.push_back(oHeap.pReallocate(nullptr, 1000, true));
+  CBlockHolder oHolder(&oHeap, 1, 3);
   oHolder.bAllocateFirst = true;
   oHeap.AddLargeAllocator(&oHolder);
   uint64_t nInBlocks = oHeap.nGetBytesInUse();

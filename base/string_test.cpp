@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -15,20 +17,6 @@
 namespace {
 
 // ---- storage and growth ----------------------------------------------------
-
-TEST(StringGrowth, GrowsByHalfWithAFloorOf32) {
-  // Half again is the FrontCut test's 33 -> 49; here the floor and a
-  // request beyond half again.
-  CLuString strSmall;
-  strSmall.Construct(9);  // capacity 10
-  strSmall.Reallocate(12, true);
-  EXPECT_EQ(32u, strSmall.nGetCapacity());  // max(15, 12, 32)
-
-  CLuString strBig;
-  strBig.Construct(99);  // capacity 100: a request of 300 exceeds 150
-  strBig.Reallocate(300, false);
-  EXPECT_EQ(300u, strBig.nGetCapacity());
-}
 
 TEST(StringGrowth, RoomForNCharactersIsWhatADefaultStringGrowsTo) {
   struct {
@@ -83,11 +71,13 @@ TEST(StringAssign, OwnTextMayBeAssignedAndAppended) {
   EXPECT_EQ(128u, str.nGetLength());
   str = "abc";
   EXPECT_STREQ("xabc!", ("x" + str + '!').pszGetString());
-  EXPECT_EQ(4u, CLuString(str).nGetCapacity());  // sized for the known text
-  str.Append("\0d", 2);
-  str += str;  // own text with a NUL inside: all of it
+  CLuString strCopy(str);
+  EXPECT_EQ(4u, strCopy.nGetCapacity());  // sized for the known text
+  strCopy.Append("\0d", 2);
+  EXPECT_EQ(32u, strCopy.nGetCapacity());  // the floor: max(6, 6, 32)
+  strCopy += strCopy;  // own text with a NUL inside: all of it
   EXPECT_EQ(std::string("abc\0dabc\0d", 10),
-            std::string(str.pszGetString(), str.nGetLength()));
+            std::string(strCopy.pszGetString(), strCopy.nGetLength()));
 }
 
 TEST(StringAssign, AssignStopsAtANulAppendCopiesExactlyNBytes) {
@@ -103,7 +93,6 @@ TEST(StringAssign, AssignStopsAtANulAppendCopiesExactlyNBytes) {
       {"x", false, "abc", 70000, "abc", 70001},  // sized from n all the same
       {"ab", true, std::string("c\0d", 3), 3, std::string("abc\0d", 5), 33},
       {"", true, std::string("c\0d", 3), 3, "c", 33},  // the early stop
-      {"ab", true, "cd", kLuStringAll, "abcd", 33},
   };
   for (auto const& o : aCases) {
     SCOPED_TRACE(testing::Message() << o.pszStart << (o.bAppend ? " + " : " = ")
@@ -200,9 +189,8 @@ double dToDouble(char const* psz, double dMin, double dMax) {
 }
 
 TEST(StringNumbers, ToDoubleReadsLikeStrtodAndNaNPassesEveryRange) {
-  double const dMax = 1.7976931348623157e308;
   EXPECT_TRUE(std::isnan(dToDouble("nan", 0.0, 1.0)));
-  EXPECT_EQ(-1, dToDouble("1e999", -dMax, dMax));
+  EXPECT_EQ(-1, dToDouble("1e999", -DBL_MAX, DBL_MAX));
   EXPECT_EQ(INFINITY, dToDouble("1e999", 0.0, INFINITY));
   EXPECT_EQ(-2.5, dToDouble(" -2.5", -3.0, 0.0));
   EXPECT_EQ(-1, dToDouble("2.5x", 0.0, 10.0));
@@ -222,19 +210,18 @@ TEST(StringNumbers, OtherConversionsHonourTheirRanges) {
 // ---- comparing -------------------------------------------------------------
 
 TEST(StringCompare, CompareExWithSplitNumbersAndPaths) {
+  // The functions by number (the int form calls the enum form): 0 compares
+  // bytes, 1 ignores case, 2 compares paths.
   typedef CLuString S;
-  S::EComparisonFn const eCase = S::eCompareCaseSensitive,
-                         eNoCase = S::eCompareIgnoreCase,
-                         ePath = S::eComparePath;
-  EXPECT_EQ(1, S("frame10").iCompareEx("frame9", eCase, true));
-  EXPECT_LT(S("frame10").iCompareEx("frame9", eCase, false), 0);
-  EXPECT_EQ(-1, S("Item9").iCompareEx("item10", eNoCase, true));
-  EXPECT_EQ(-3, S("a1b2").iCompareEx("a1b5", eCase, true));
-  EXPECT_LT(S("a1").iCompareEx("a1b2", eCase, true), 0);  // counts differ
-  EXPECT_EQ(-1, S("x4294967295").iCompareEx("x0", eCase, true));
-  EXPECT_EQ(0, S("C:\\dir\\").iCompareEx("c:/DIR", ePath, false));
-  EXPECT_EQ(1, S("d/f10/").iCompareEx("D\\F9", ePath, true));
-  EXPECT_EQ(0, S("C:\\x").iCompareEx("c:/x", 2, false));  // fn by number
+  EXPECT_EQ(1, S("frame10").iCompareEx("frame9", 0, true));
+  EXPECT_LT(S("frame10").iCompareEx("frame9", 0, false), 0);
+  EXPECT_EQ(-1, S("Item9").iCompareEx("item10", 1, true));
+  EXPECT_EQ(-3, S("a1b2").iCompareEx("a1b5", 0, true));
+  EXPECT_LT(S("a1").iCompareEx("a1b2", 0, true), 0);  // counts differ
+  EXPECT_EQ(-1, S("x4294967295").iCompareEx("x0", 0, true));
+  EXPECT_EQ(0, S("C:\\dir\\").iCompareEx("c:/DIR", 2, false));
+  EXPECT_EQ(1, S("d/f10/").iCompareEx("D\\F9", 2, true));
+  EXPECT_EQ(0, S("C:\\x").iCompareEx("c:/x", S::eComparePath, false));
 }
 
 TEST(StringCompare, SplitOffNumbersCollectsEveryRun) {
@@ -298,12 +285,8 @@ TEST(StringReplace, ReplaceSubstringsCharactersAndLayout) {
 TEST(StringEncoding, HexRoundTripsAndRefusesBadText) {
   uint8_t const aby[] = {0x00, 0xFF, 0x7F, 0x0a};
   CLuString str;
-  auto const Encoded = [&](uint32_t nMode) {
-    str.EncodeString(aby, 4, nMode);
-    return std::string(str.pszGetString());
-  };
-  EXPECT_EQ("00FF7F0A", Encoded(1));
-  EXPECT_EQ("00 FF 7F 0A", Encoded(2));  // str keeps this text
+  str.EncodeString(aby, 4, 2);
+  EXPECT_STREQ("00 FF 7F 0A", str.pszGetString());
   uint8_t abyOut[4] = {};
   EXPECT_TRUE(str.bDecodeString(abyOut, 4, 2));
   EXPECT_EQ(0, memcmp(aby, abyOut, 4));
@@ -346,8 +329,6 @@ std::string strTokens(char const* pszText, char const* pszSeparators,
 }
 
 TEST(StringTokens, TokenizerHandlesRunsQuotesAndEscapes) {
-  EXPECT_EQ("a|b", strTokens(";;a;;b;", ";"));
-  EXPECT_EQ("", strTokens(";;;", ";"));
   EXPECT_EQ("x \"a,b\"|c", strTokens("x \"a,b\",c", ",", true));
   EXPECT_EQ("x \"a|b\"|c", strTokens("x \"a,b\",c", ","));
   EXPECT_EQ("a\\,b|c", strTokens("a\\,b,c", ",", false, '\\'));
@@ -365,7 +346,6 @@ bool bMatch(char const* pszName, char const* pszPatterns) {
 }
 
 TEST(StringWildCard, MatchesPatternListsWithTheirDeliberateAsymmetry) {
-  EXPECT_TRUE(bMatch("PLATE.0001.dpx", "plate.????.DPX"));
   EXPECT_TRUE(bMatch("frame.tif", "*.dpx;*.tif"));  // segment not found: next
   EXPECT_FALSE(bMatch("b1", "a*;b*"));   // literal mismatch ends the whole test
   EXPECT_TRUE(bMatch("abc", "ab,abc"));  // pattern ends first: next one
@@ -424,16 +404,14 @@ TEST_F(StringFile, ReadsFilesAndStreamsOfUnknownSize) {
     if (oWriter.joinable()) oWriter.join();
     EXPECT_STREQ(o.pszExpected, str.pszGetString());
   }
-  CLuString str;
-  std::string strPath = P("t.bin");
-  for (char& c : strPath)
-    if (c == '/') c = '\\';  // backslashed paths are accepted
-  EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), true));
-  EXPECT_STREQ("a\r\nb\rc\n", str.pszGetString());
-  str = "old";
+  CLuString str("old");
   EXPECT_FALSE(str.bReadFromFile(P("missing").c_str()));
   EXPECT_FALSE(str.bReadFromFile(m_strRoot.c_str()));  // a folder
   EXPECT_STREQ("old", str.pszGetString());
+  std::string strPath = P("t.bin");
+  std::replace(strPath.begin(), strPath.end(), '/', '\\');  // accepted too
+  EXPECT_TRUE(str.bReadFromFile(strPath.c_str(), true));
+  EXPECT_STREQ("a\r\nb\rc\n", str.pszGetString());
 }
 
 }  // namespace
