@@ -10,7 +10,10 @@
 #      the same files.
 #   2. local disk, warm cache: CPU time (user + system) of both, interleaved,
 #      the median of REPS runs each, and their ratio (also that of the
-#      fastest runs: a busy host only ever adds time); system calls per frame
+#      fastest runs: a busy host only ever adds time), and the same for
+#      call_floor.c, a C program that makes exactly chronex's per-frame
+#      system calls and nothing else (the best any program doing chronex's
+#      per-frame algorithm can reach on this machine); system calls per frame
 #      (strace). Both run on one pinned core (taskset), each after a sync, so
 #      that neither pays for moving between cores or for the copy's writeback.
 # Frames are sparse 12.7 MB DPX files made by gen_sequence.py; every run
@@ -45,6 +48,8 @@ trap cleanup EXIT
 mkdir -p "$mnt" "$work/bin"
 gcc -O2 -o "$work/bin/limit_patch" "$shared/limit_patch.c"
 yardstick="$work/bin/limit_patch"
+gcc -O2 -o "$work/bin/call_floor" "$(dirname "$0")/call_floor.c"
+floor="$work/bin/call_floor"
 
 # CPU seconds (user + system) and wall seconds of one command, its standard
 # output into a file: cpu_and_wall OUT CMD...
@@ -202,9 +207,10 @@ for case in $cases; do
   # Warm the caches (a patched case's copy is warm from being made).
   run_tool "$chronex" "$work/pristine" /dev/null >/dev/null
   for _ in $(seq "$reps"); do
-    for tool in chronex yardstick; do
+    for tool in chronex yardstick floor; do
       exe="$chronex"
       [ $tool = yardstick ] && exe="$yardstick"
+      [ $tool = floor ] && exe="$floor"
       folder="$work/pristine"
       if [ "$case" = patched ]; then
         fresh_copy "$work/pristine" "$work/copy"
@@ -214,7 +220,9 @@ for case in $cases; do
       echo "$tool $cpu"
     done
   done >"$work/cpu.txt"
-  same_out=no; cmp -s "$work/chronex.out" "$work/yardstick.out" && same_out=yes
+  same_out=no
+  cmp -s "$work/chronex.out" "$work/yardstick.out" &&
+    cmp -s "$work/floor.out" "$work/yardstick.out" && same_out=yes
   awk -v c="$case" -v o="$same_out" '
     { v[$1, ++n[$1]] = $2 }
     function median(t,   i, j, x, k, a) {
@@ -235,6 +243,9 @@ for case in $cases; do
       printf "%-8s chronex %7.4f s  yardstick %7.4f s  ratio %.3f" \
         "  (fastest runs: %.3f)  same output: %s\n", c, a, b, a / b,
         least("chronex") / least("yardstick"), o
+      f = median("floor")
+      printf "         call floor %7.4f s  ratio %.3f  (fastest runs: %.3f)\n",
+        f, f / b, least("floor") / least("yardstick")
     }' "$work/cpu.txt"
   for tool in chronex yardstick; do
     exe="$chronex"
