@@ -14,8 +14,9 @@
 #      call_floor.c, a C program that makes exactly chronex's per-frame
 #      system calls and nothing else (the best any program doing chronex's
 #      per-frame algorithm can reach on this machine); system calls per frame
-#      (strace). Both run on one pinned core (taskset), each after a sync, so
-#      that neither pays for moving between cores or for the copy's writeback.
+#      (strace). All three run on one pinned core (taskset), each after a
+#      sync, so that none pays for moving between cores or for the copy's
+#      writeback.
 # Frames are sparse 12.7 MB DPX files made by gen_sequence.py; every run
 # works on a fresh copy. Needs root (the FUSE mount), fuse3, libfuse3-dev,
 # gcc, python3; perf (or strace) for the system call counts.
@@ -148,7 +149,7 @@ run_tool() {  # run_tool TOOL FOLDER OUT: cpu and wall seconds
   cpu_and_wall "$3" "$1" "$2/plate.0000001.dpx" -f 24 -t 01:00:00:00
 }
 
-# The local runs: one frame at a time on both sides, so both get the same
+# The local runs: one frame at a time on every side, so all get the same
 # single core (the last one), and the disk is quiet when they start.
 pin=()
 command -v taskset >/dev/null 2>&1 && pin=(taskset -c "$(($(nproc) - 1))")
