@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "base/error.h"
@@ -156,16 +157,14 @@ void CLuDPXHeader::WriteToExistingFile(CLuString const& strPath) {
   // stack: the patch run comes here once per patched frame, and a heap
   // block of this size costs more than the rest of the bookkeeping.
   uint8_t abyPlain[kHeaderSize];
+  std::unique_ptr<uint8_t[]> pbyLarger;
   uint8_t* pbyRoom = abyPlain;
   if (nRoom > sizeof abyPlain) {
-    pbyRoom = new (std::nothrow) uint8_t[nRoom];
-    if (pbyRoom == nullptr)  // no memory: nothing could be read into it
+    pbyLarger.reset(new (std::nothrow) uint8_t[nRoom]);
+    if (!pbyLarger)  // no memory: nothing could be read into it
       ThrowDPXError("Failed to read existing DPX header from file ", strPath);
+    pbyRoom = pbyLarger.get();
   }
-  struct SRoomOwner {
-    uint8_t* p;
-    ~SRoomOwner() { delete[] p; }
-  } oRoomOwner{pbyRoom == abyPlain ? nullptr : pbyRoom};
   uint8_t* pbyScratch =
       nBlockSize <= kHeaderSize ? oFile.pbyAlignBuffer(pbyRoom) : pbyRoom;
 
